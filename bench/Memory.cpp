@@ -1,0 +1,75 @@
+// How much the resident set grows with each stored sample, over three days of wholly changing values at one sample a
+// second, thinned as they age. Prints what the other benchmarks print.
+#include "Data.h"
+
+#include "LogConfig.h"
+#include "logging/RAMLogger.h"
+
+#include <cstdio>
+#include <unistd.h>
+#include <vector>
+
+class RAMLoggerInspector
+{
+public:
+    static size_t samples(const RAMLogger& logger)
+    {
+        size_t count = 0;
+        for (const RamParameter* each = logger.parameterList.get(); each; each = each->next.get())
+        {
+            for (const RamSample* sample = each->first; sample; sample = sample->next)
+            {
+                ++count;
+            }
+        }
+        return count;
+    }
+};
+
+namespace
+{
+
+constexpr uint32_t Begin = 1700000041;
+constexpr uint32_t ThreeDays = 259200;
+
+double residentBytes()
+{
+    long pages = 0;
+    FILE* const file = fopen("/proc/self/statm", "re");
+    if (!file || fscanf(file, "%*d %ld", &pages) != 1)
+    {
+        perror("/proc/self/statm");
+    }
+    fclose(file);
+    return static_cast<double>(pages) * static_cast<double>(sysconf(_SC_PAGESIZE));
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    const int parameters = argc > 1 ? atoi(argv[1]) : 101;
+    setDefaults(logConfig());
+    const Data data(parameters, 1.0);
+    // Seven, so that what stands ten or sixty seconds apart still differs.
+    std::vector<QMap<int32_t, DataValue>> rows;
+    for (uint32_t i = 0; i < 7; ++i)
+    {
+        rows.push_back(data.sample(i));
+    }
+    RAMLogger logger(nullptr);
+    logger.updateParameters(data.metadata());
+    logger.log(Begin, rows[6]);
+    const double before = residentBytes();
+    for (uint32_t second = 1; second <= ThreeDays + 3600; ++second)
+    {
+        logger.log(Begin + second, rows[second % rows.size()]);
+    }
+    const double bytes = (residentBytes() - before) / static_cast<double>(RAMLoggerInspector::samples(logger));
+    std::printf(R"({"benchmarks": [
+{"run_name": "memory_per_sample/ours/%d", "real_time": %f, "time_unit": "B"},
+{"run_name": "memory_per_sample/baseline/%d", "real_time": 64, "time_unit": "B"}]}
+)",
+                parameters, bytes, parameters);
+    return 0;
+}

@@ -1,0 +1,316 @@
+// What the daemon costs as a process, on the real bus, beside the barest Qt programs. Runs inside the sandbox, where
+// the daemon's fixed paths are free, and prints what the other benchmarks print.
+#include "ChildProcess.h"
+#include "Platform.h"
+#include "PrivateBus.h"
+
+#include <QCoreApplication>
+#include <QDBusMessage>
+#include <QDBusServiceWatcher>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTimer>
+
+#include <algorithm>
+#include <cstdio>
+
+namespace
+{
+
+const QString daemonName = QStringLiteral("com.tarn.zemo.logd");
+const QString bareName = QStringLiteral("com.tarn.zemo.bench");
+const QString daemonProgram = QStringLiteral(ZEMO_DAEMON);
+const QString bareProgram = QStringLiteral(ZEMO_BENCH_BARE);
+const QString valuesProgram = QStringLiteral(ZEMO_BENCH_VALUES);
+const QString workFolder = QStringLiteral("/var/tmp");
+
+constexpr int Parameters = 101;
+
+QJsonArray results;
+
+void note(const QString& work, const QString& side, int parameters, double value, const QString& unit)
+{
+    results.append(QJsonObject{{"run_name", QStringLiteral("%1/%2/%3").arg(work, side).arg(parameters)},
+                               {"real_time", value},
+                               {"time_unit", unit}});
+}
+
+QByteArray readAll(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void writeAll(const QString& path, const QByteArray& text)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size())
+    {
+        qFatal("can't write %s", qPrintable(path));
+    }
+}
+
+/// Nanoseconds on a processor, all threads together, as the scheduler counts them.
+double processorTime(qint64 process)
+{
+    double sum = 0;
+    const QString tasks = QStringLiteral("/proc/%1/task").arg(process);
+    for (const QString& task : QDir(tasks).entryList(QDir::Dirs | QDir::NoDotAndDotDot))
+    {
+        sum += readAll(tasks + u'/' + task + QStringLiteral("/schedstat")).split(' ').value(0).toDouble();
+    }
+    return sum;
+}
+
+double residentMebibytes(qint64 process)
+{
+    const QByteArray status = readAll(QStringLiteral("/proc/%1/status").arg(process));
+    const qsizetype begin = status.indexOf("VmRSS:") + 6;
+    return status.mid(begin, status.indexOf("kB", begin) - begin).trimmed().toDouble() / 1024;
+}
+
+void begin(ChildProcess& process, const QString& program, const QStringList& arguments,
+           const QProcessEnvironment& environment)
+{
+    if (!process.start(program, arguments, environment))
+    {
+        qFatal("can't start %s", qPrintable(program));
+    }
+}
+
+void pass(int milliseconds)
+{
+    QEventLoop loop;
+    QTimer::singleShot(milliseconds, Qt::PreciseTimer, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+/// A scenario whose parameters all count, or of whose parameters 65 of 100 do.
+QString scenario(int parameters, bool allChange)
+{
+    QJsonArray list;
+    for (int i = 0; i < parameters; ++i)
+    {
+        const bool changes = allChange || i % 20 < 13;
+        list.append(QJsonObject{{"id", 1000 + i},
+                                {"size", 3},
+                                {"default", true},
+                                {"name", QJsonObject{{"en_GB", QStringLiteral("Parameter %1").arg(i)}}},
+                                {"signal", changes ? QJsonObject{{"kind", "counter"}, {"start", i}, {"step", 1}}
+                                                   : QJsonObject{{"kind", "constant"}, {"value", i}}}});
+    }
+    const QString path = QStringLiteral("%1/scenario-%2.json").arg(workFolder).arg(parameters);
+    writeAll(path, QJsonDocument(QJsonObject{{"parameters", list}}).toJson());
+    return path;
+}
+
+/// A bus of its own with the platform's service on it.
+class Stage
+{
+public:
+    explicit Stage(const QString& scenarioPath)
+    {
+        if (!bus.start(workFolder) || !platform.start(bus.address(), bus.connection(), scenarioPath))
+        {
+            qFatal("bus or platform didn't start");
+        }
+    }
+
+    QProcessEnvironment environment() const
+    {
+        QProcessEnvironment result = QProcessEnvironment::systemEnvironment();
+        result.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), bus.address());
+        return result;
+    }
+
+    /// Starts a program; the nanoseconds until its name is on the bus.
+    qint64 launch(ChildProcess& process, const QString& program, const QStringList& arguments, const QString& name,
+                  const QProcessEnvironment& environment) const
+    {
+        QDBusServiceWatcher watcher(name, bus.connection(), QDBusServiceWatcher::WatchForRegistration);
+        QEventLoop loop;
+        QObject::connect(&watcher, &QDBusServiceWatcher::serviceRegistered, &loop, &QEventLoop::quit);
+        QTimer::singleShot(patience, &loop, [&] { qFatal("%s didn't come up", qPrintable(program)); });
+        QElapsedTimer timer;
+        timer.start();
+        begin(process, program, arguments, environment);
+        loop.exec();
+        return timer.nsecsElapsed();
+    }
+
+    qint64 launchDaemon(ChildProcess& process) const
+    {
+        return launch(process, daemonProgram, {}, daemonName, environment());
+    }
+
+    qint64 launchBare(ChildProcess& process, const QString& mode) const
+    {
+        return launch(process, bareProgram, {mode}, bareName, environment());
+    }
+
+    PrivateBus bus;
+    Platform platform;
+};
+
+void measureStart()
+{
+    const Stage stage(scenario(Parameters, false));
+    for (int i = 0; i < 10; ++i)
+    {
+        ChildProcess daemon;
+        note("start", "ours", Parameters, static_cast<double>(stage.launchDaemon(daemon)), "ns");
+        daemon.terminate();
+        ChildProcess bare;
+        note("start", "baseline", Parameters, static_cast<double>(stage.launchBare(bare, "service")), "ns");
+        bare.terminate();
+    }
+}
+
+void measureResidentAtStart()
+{
+    const Stage stage(scenario(Parameters, false));
+    ChildProcess daemon;
+    stage.launchDaemon(daemon);
+    ChildProcess bare;
+    stage.launchBare(bare, "loaded");
+    pass(3000);
+    note("resident_at_start", "ours", Parameters, residentMebibytes(daemon.processId()), "MiB");
+    note("resident_at_start", "baseline", Parameters, residentMebibytes(bare.processId()), "MiB");
+}
+
+/// Runs a program that prints the processor time of one call, and notes it for each of `count` values.
+void noteCallTime(const Stage& stage, const QString& side, const QString& program, QStringList arguments, int count)
+{
+    ChildProcess process;
+    arguments << QString::number(count) << QString::number(std::max(100, 200000 / count));
+    begin(process, program, arguments, stage.environment());
+    if (process.waitForEnd() != 0)
+    {
+        qFatal("%s failed", qPrintable(program));
+    }
+    note("get_values_cpu", side, count, process.outputLines().value(0).toDouble() / count, "ns");
+}
+
+void measureGetValues()
+{
+    const Stage stage(scenario(10000, false));
+    ChildProcess service;
+    stage.launchBare(service, "service");
+    for (const int count : {10, 100, 1000, 10000})
+    {
+        for (int i = 0; i < 4; ++i)
+        {
+            noteCallTime(stage, "ours", valuesProgram, {}, count);
+            noteCallTime(stage, "baseline", bareProgram, {QStringLiteral("values")}, count);
+        }
+    }
+}
+
+bool startUsbLog(const PrivateBus& bus)
+{
+    QDBusMessage request = QDBusMessage::createMethodCall(daemonName, QStringLiteral("/Logging"), daemonName,
+                                                          QStringLiteral("startLogUsb"));
+    request.setArguments({1, false, QStringLiteral("default")});
+    return bus.connection().call(request).arguments().value(0).toBool();
+}
+
+// Both at the same time, so that the machine is as busy for one as for the other.
+void measureTick()
+{
+    constexpr int Seconds = 30;
+    const QString stick = workFolder + QStringLiteral("/stick");
+    QDir().mkpath(stick);
+    Stage stage(scenario(Parameters, false));
+    stage.platform.insertDrive(stick);
+    ChildProcess service;
+    stage.launchBare(service, "service");
+    ChildProcess daemon;
+    stage.launchDaemon(daemon);
+    ChildProcess bare;
+    begin(bare, bareProgram, {QStringLiteral("tick"), QString::number(Parameters)}, stage.environment());
+    if (!waitUntil([&] { return startUsbLog(stage.bus); }))
+    {
+        qFatal("no USB log runs");
+    }
+    pass(3000);
+    const double daemonBegin = processorTime(daemon.processId());
+    const double bareBegin = processorTime(bare.processId());
+    pass(Seconds * 1000);
+    note("tick_cpu", "ours", Parameters, (processorTime(daemon.processId()) - daemonBegin) / Seconds, "ns");
+    note("tick_cpu", "baseline", Parameters, (processorTime(bare.processId()) - bareBegin) / Seconds, "ns");
+}
+
+QProcessEnvironment withClock(QProcessEnvironment environment, const QString& clock)
+{
+    environment.insert(QStringLiteral("LD_PRELOAD"), QStringLiteral(ZEMO_FAKETIME));
+    environment.insert(QStringLiteral("FAKETIME"), clock);
+    environment.insert(QStringLiteral("NO_FAKE_STAT"), QStringLiteral("1"));
+    return environment;
+}
+
+// As many samples as a full history has, all in the zone of one second: three days would take too long even with a
+// quick clock. The platform's clock runs quicker still, so that every tick finds new values.
+void measureResidentFullHistory()
+{
+    constexpr uint Samples = 5161;
+    writeAll("/etc/zemologd.conf", "[ram]\ninterval-minute=259200\ninterval-10sec=259200\ninterval-1sec=259200\n");
+    PrivateBus bus;
+    ChildProcess platform;
+    if (!bus.start(workFolder))
+    {
+        qFatal("no bus");
+    }
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), bus.address());
+    begin(platform, QStringLiteral(ZEMO_PLATFORMD), {"--scenario", scenario(Parameters, true)},
+          withClock(environment, "@2026-01-01 00:00:00 x5000"));
+    ChildProcess bare;
+    begin(bare, bareProgram, {QStringLiteral("loaded")}, withClock(environment, "@2026-01-01 00:00:00 x1"));
+    ChildProcess daemon;
+    begin(daemon, daemonProgram, {}, withClock(environment, "@2026-01-01 00:00:00 x100"));
+    const auto calls = [&bus]
+    {
+        QDBusMessage request = QDBusMessage::createMethodCall("com.tarn.zemo.platform", "/Control",
+                                                              "com.tarn.zemo.platform.Control", "callCount");
+        request.setArguments({QStringLiteral("getValues")});
+        return bus.connection().call(request).arguments().value(0).toUInt();
+    };
+    uint count = 0;
+    while ((count = calls()) < Samples && daemon.isRunning())
+    {
+        pass(100);
+    }
+    const double samples = static_cast<double>(count) * Parameters;
+    note("resident_full_history", "ours", Parameters, residentMebibytes(daemon.processId()), "MiB");
+    note("resident_full_history", "baseline", Parameters,
+         residentMebibytes(bare.processId()) + samples * 64 / 1024 / 1024, "MiB");
+    QFile::remove("/etc/zemologd.conf");
+}
+
+} // namespace
+
+// Without arguments all is measured, else what is named.
+int main(int argc, char** argv)
+{
+    const QCoreApplication application(argc, argv);
+    const QStringList wanted = QCoreApplication::arguments().mid(1);
+    const std::pair<QString, void (*)()> works[] = {{"start", measureStart},
+                                                    {"resident_at_start", measureResidentAtStart},
+                                                    {"get_values_cpu", measureGetValues},
+                                                    {"tick_cpu", measureTick},
+                                                    {"resident_full_history", measureResidentFullHistory}};
+    for (const auto& [name, measure] : works)
+    {
+        if (wanted.isEmpty() || wanted.contains(name))
+        {
+            measure();
+        }
+    }
+    fputs(QJsonDocument(QJsonObject{{"benchmarks", results}}).toJson().constData(), stdout);
+    return 0;
+}

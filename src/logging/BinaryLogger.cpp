@@ -1,0 +1,373 @@
+#include "logging/BinaryLogger.h"
+
+#include "Trace.h"
+#include "logging/BinaryFormat.h"
+#include "logging/ReusedRow.h"
+#include "logging/ValueLookup.h"
+
+#include <zemo/DataManagementClient.h>
+
+#include <QDataStream>
+#include <QFile>
+#include <QFileInfo>
+#include <QMutexLocker>
+#include <QTextStream>
+#include <QtEndian>
+
+#include <algorithm>
+#include <exception>
+#include <vector>
+
+namespace
+{
+
+const QString& extension()
+{
+    static const QString objS_extension = QStringLiteral(".blf");
+    return objS_extension;
+}
+
+bool isStored(uint8_t u8L_varType)
+{
+    return u8L_varType == zemo::data::VarTypeInteger;
+}
+
+void encode(uint8_t u8L_varSize, long long value, char* pL_target)
+{
+    switch (u8L_varSize)
+    {
+    case zemo::data::VarSizeInt8:
+    case zemo::data::VarSizeUint8:
+        *pL_target = static_cast<char>(value);
+        break;
+    case zemo::data::VarSizeInt16:
+    case zemo::data::VarSizeUint16:
+        qToBigEndian(static_cast<quint16>(value), pL_target);
+        break;
+    case zemo::data::VarSizeInt32:
+    case zemo::data::VarSizeUint32:
+        qToBigEndian(static_cast<quint32>(value), pL_target);
+        break;
+    default:
+        *pL_target = 0;
+    }
+}
+
+long long decode(uint8_t u8L_varSize, const char* pL_source)
+{
+    switch (u8L_varSize)
+    {
+    case zemo::data::VarSizeInt16:
+        return qFromBigEndian<qint16>(pL_source);
+    case zemo::data::VarSizeInt32:
+        return qFromBigEndian<qint32>(pL_source);
+    case zemo::data::VarSizeUint8:
+        return static_cast<quint8>(*pL_source);
+    case zemo::data::VarSizeUint16:
+        return qFromBigEndian<quint16>(pL_source);
+    case zemo::data::VarSizeUint32:
+        return qFromBigEndian<quint32>(pL_source);
+    default:
+        return static_cast<qint8>(*pL_source);
+    }
+}
+
+/// The rows of a file, one after the other.
+class RowReader
+{
+public:
+    /// Reads the parameter table. What the file does not hold reads as zeros.
+    RowReader(QDataStream& objL_stream, quint32 u32L_count)
+    {
+        for (quint32 u32L_entry = 0; u32L_entry < u32L_count; ++u32L_entry)
+        {
+            addColumn(objL_stream);
+        }
+        findLayout();
+    }
+
+    const QList<int>& ids() const
+    {
+        return columnIds;
+    }
+
+    /// Reads the next row. A number of it that the file does not hold whole is 0.
+    void next(QDataStream& objL_stream)
+    {
+        available = objL_stream.readRawData(bytes.data(), static_cast<int>(bytes.size()));
+        row.beginChanges();
+        for (const Column& objL_column : columns)
+        {
+            row.at(objL_column.place)
+                .setIntValue(isAvailable(objL_column.offset, BinaryFormat::valueWidth(objL_column.varSize))
+                                 ? decode(objL_column.varSize, bytes.constData() + objL_column.offset)
+                                 : 0);
+        }
+    }
+
+    uint32_t time() const
+    {
+        return isAvailable(0, BinaryFormat::TimeSize) ? qFromBigEndian<quint32>(bytes.constData()) : 0;
+    }
+
+    const QMap<int32_t, DataValue>& values() const
+    {
+        return row.values();
+    }
+
+private:
+    struct Column
+    {
+        size_t place;
+        int offset;
+        uint8_t varSize;
+    };
+
+    void addColumn(QDataStream& objL_stream)
+    {
+        qint16 s16L_varId = 0;
+        qint8 s8L_varType = 0;
+        qint8 s8L_varSize = 0;
+        objL_stream >> s16L_varId >> s8L_varType >> s8L_varSize;
+        const auto u16L_varId = static_cast<quint16>(s16L_varId);
+        DataValue objL_value;
+        objL_value.setVarId(u16L_varId);
+        objL_value.setVarType(static_cast<uint8_t>(s8L_varType));
+        objL_value.setVarSize(static_cast<uint8_t>(s8L_varSize));
+        objL_value.setIsOk(true);
+        columnIds.append(u16L_varId);
+        row.addColumn(u16L_varId, objL_value);
+    }
+
+    // Of two entries with one id the last one tells for both how the value is stored.
+    void findLayout()
+    {
+        row.beginChanges();
+        int iL_offset = BinaryFormat::TimeSize;
+        for (size_t iL_place = 0; iL_place < static_cast<size_t>(columnIds.size()); ++iL_place)
+        {
+            const DataValue& objL_value = row.at(iL_place);
+            if (isStored(objL_value.getVarType()))
+            {
+                columns.push_back({iL_place, iL_offset, objL_value.getVarSize()});
+                iL_offset += BinaryFormat::valueWidth(objL_value.getVarSize());
+            }
+        }
+        bytes.resize(iL_offset);
+    }
+
+    bool isAvailable(int iL_offset, int iL_width) const
+    {
+        return iL_offset + iL_width <= available;
+    }
+
+    QList<int> columnIds;
+    std::vector<Column> columns; ///< those that have a value in a row
+    ReusedRow row;
+    QByteArray bytes;  ///< of one row
+    int available = 0; ///< how many of them the file held
+};
+
+bool readMagic(QDataStream& objL_stream)
+{
+    quint32 u32L_magic = 0;
+    objL_stream >> u32L_magic;
+    return u32L_magic == BinaryFormat::Magic && !objL_stream.atEnd();
+}
+
+QString dateOf(const QFile& objL_file)
+{
+    return QFileInfo(objL_file)
+        .fileTime(QFileDevice::FileModificationTime)
+        .toLocalTime()
+        .toString(QStringLiteral("yyyyMMdd"));
+}
+
+// A stream that can't be read is never at its end, so its status counts too.
+bool hasRow(const QDataStream& objL_stream)
+{
+    return !objL_stream.atEnd() && objL_stream.status() == QDataStream::Ok;
+}
+
+} // namespace
+
+BinaryLogger::BinaryLogger(const QString& objL_directory, int iL_interval, QObject* parent)
+    : FileLogger(objL_directory, BinaryLog, parent)
+    , interval(iL_interval)
+{
+    traceModule();
+}
+
+p7zemo_module_t BinaryLogger::traceModule()
+{
+    static const p7zemo_module_t objS_module = p7zemo_traceRegisterModule(traceHandle(), "BinaryLogger");
+    return objS_module;
+}
+
+bool BinaryLogger::start(bool continueLog)
+{
+    try
+    {
+        return startFile(continueLog);
+    }
+    catch (const std::exception& objL_exception)
+    {
+        ZEMO_TRACE(traceModule(), 4, "Got exception: %s", objL_exception.what());
+        return false;
+    }
+}
+
+bool BinaryLogger::startFile(bool continueLog)
+{
+    const QMutexLocker objL_locker(&fileMutex);
+    // A file that could not be opened has no stream to take a head.
+    if (!openBinaryFile(continueLog) || !isRunning())
+    {
+        return false;
+    }
+    if (!continueLog || file->size() == 0)
+    {
+        writeBinaryHead(head());
+    }
+    return true;
+}
+
+bool BinaryLogger::stop()
+{
+    const QMutexLocker objL_locker(&logMutex);
+    disconnect();
+    return closeFile();
+}
+
+QString BinaryLogger::getFileExtension()
+{
+    return extension();
+}
+
+QString BinaryLogger::getBaseName()
+{
+    return baseName;
+}
+
+void BinaryLogger::setBaseName(const QString& objL_baseName)
+{
+    baseName = objL_baseName;
+}
+
+QString BinaryLogger::fileNameForIndex(uint32_t logIndex, const QString& baseName)
+{
+    return formatLogFileName(baseName, extension(), logIndex + 1);
+}
+
+QByteArray BinaryLogger::head() const
+{
+    QByteArray objL_head;
+    QDataStream objL_stream(&objL_head, QIODevice::WriteOnly);
+    const auto iL_count = std::count_if(parameters.begin(), parameters.end(),
+                                        [](const Metadata& objL_each) { return isStored(objL_each.varType); });
+    objL_stream << BinaryFormat::Magic << static_cast<qint32>(iL_count);
+    for (const Metadata& objL_each : parameters)
+    {
+        if (isStored(objL_each.varType))
+        {
+            objL_stream << objL_each.varId << objL_each.varType << objL_each.varSize;
+        }
+    }
+    return objL_head;
+}
+
+bool BinaryLogger::log(uint32_t u32L_timestamp, QMap<int32_t, DataValue> objL_values)
+{
+    try
+    {
+        return logRow(u32L_timestamp, objL_values);
+    }
+    catch (const std::exception& objL_exception)
+    {
+        ZEMO_TRACE(traceModule(), 4, "Got exception: %s", objL_exception.what());
+        return false;
+    }
+}
+
+bool BinaryLogger::logRow(uint32_t u32L_timestamp, const QMap<int32_t, DataValue>& objL_values)
+{
+    const QMutexLocker objL_logLocker(&logMutex);
+    const QMutexLocker objL_fileLocker(&fileMutex);
+    if (!isRunning())
+    {
+        return false;
+    }
+    if (lastLoggedTime < u32L_timestamp && static_cast<int32_t>(u32L_timestamp - lastLoggedTime) < interval)
+    {
+        return false;
+    }
+    lastLoggedTime = u32L_timestamp;
+    assembleRow(u32L_timestamp, objL_values);
+    writeBinaryRow(row);
+    return true;
+}
+
+void BinaryLogger::assembleRow(uint32_t u32L_timestamp, const QMap<int32_t, DataValue>& objL_values)
+{
+    row.resize(BinaryFormat::TimeSize);
+    qToBigEndian(u32L_timestamp, row.data());
+    ValueLookup objL_lookup(objL_values);
+    for (const Metadata& objL_each : std::as_const(parameters))
+    {
+        if (!isStored(objL_each.varType))
+        {
+            continue;
+        }
+        const DataValue* const objL_value = objL_lookup.find(objL_each.varId);
+        const qsizetype iL_offset = row.size();
+        row.resize(iL_offset + BinaryFormat::valueWidth(objL_each.varSize));
+        encode(objL_each.varSize, objL_value ? objL_value->getIntValue() : 0, row.data() + iL_offset);
+    }
+}
+
+bool BinaryLogger::read(const QString& path, FileLogger* target)
+{
+    try
+    {
+        QFile objL_file(path);
+        // A pipe or a device in its place would never end.
+        if (!QFileInfo(objL_file).isFile() || !objL_file.open(QIODevice::ReadOnly))
+        {
+            return false;
+        }
+        QDataStream objL_stream(&objL_file);
+        if (objL_stream.status() != QDataStream::Ok)
+        {
+            return false;
+        }
+        objL_stream.setVersion(QDataStream::Qt_5_6);
+        if (!readMagic(objL_stream))
+        {
+            return false;
+        }
+        quint32 u32L_count = 0;
+        objL_stream >> u32L_count;
+        if (u32L_count > BinaryFormat::MaximumParameters)
+        {
+            ZEMO_TRACE(traceModule(), 4, "Got unusual high number of parameters: %u", u32L_count);
+            return false;
+        }
+        RowReader objL_rows(objL_stream, u32L_count);
+        target->updateParameters(
+            zemo::data::DataManagementClient::instance->getMetadata(objL_rows.ids(), QStringLiteral("en_GB")));
+        target->setBaseName(dateOf(objL_file));
+        target->start(false);
+        while (hasRow(objL_stream))
+        {
+            objL_rows.next(objL_stream);
+            target->log(objL_rows.time(), objL_rows.values());
+        }
+        target->stop();
+        return true;
+    }
+    catch (const std::exception& objL_exception)
+    {
+        ZEMO_TRACE(traceModule(), 4, "Got exception: %s", objL_exception.what());
+        return false;
+    }
+}

@@ -1,0 +1,51 @@
+#include "Termination.h"
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QSocketNotifier>
+
+#include <csignal>
+#include <pthread.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+namespace platformd
+{
+
+namespace
+{
+
+int openSignals()
+{
+    sigset_t wanted;
+    sigemptyset(&wanted);
+    sigaddset(&wanted, SIGTERM);
+    sigaddset(&wanted, SIGINT);
+    pthread_sigmask(SIG_BLOCK, &wanted, nullptr);
+    return signalfd(-1, &wanted, SFD_CLOEXEC | SFD_NONBLOCK);
+}
+
+} // namespace
+
+Termination::Termination()
+    : m_descriptor(openSignals())
+{
+    auto* notifier = new QSocketNotifier(m_descriptor, QSocketNotifier::Read, this);
+    connect(notifier, &QSocketNotifier::activated, this, [] { QCoreApplication::exit(0); });
+    QDBusConnection::systemBus().connect({}, QStringLiteral("/org/freedesktop/DBus/Local"),
+                                         QStringLiteral("org.freedesktop.DBus.Local"), QStringLiteral("Disconnected"),
+                                         this, SLOT(busLost()));
+}
+
+Termination::~Termination()
+{
+    close(m_descriptor);
+}
+
+void Termination::busLost()
+{
+    qCritical("the system bus went away");
+    QCoreApplication::exit(1);
+}
+
+} // namespace platformd

@@ -1,0 +1,87 @@
+#include "ControlService.h"
+#include "Operations.h"
+#include "Options.h"
+#include "Platform.h"
+#include "PlatformService.h"
+#include "Scenario.h"
+#include "Termination.h"
+
+#include <wire/Names.h>
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusError>
+#include <QDateTime>
+
+#include <cstdio>
+#include <sysexits.h>
+
+namespace
+{
+
+constexpr int exitNoBus = 1;
+
+void print(FILE* stream, const QString& text)
+{
+    std::fputs(qPrintable(text), stream);
+}
+
+void complain(const QString& text)
+{
+    print(stderr, QStringLiteral("zemo-platformd: %1\n").arg(text));
+}
+
+// The objects first: who sees the name must find them.
+bool goPublic(QDBusConnection bus, platformd::PlatformService& service, platformd::ControlService& control)
+{
+    return bus.isConnected() && bus.registerObject(zemo::wire::objectPath, &service) &&
+           bus.registerObject(zemo::wire::controlPath, &control) && bus.registerService(zemo::wire::serviceName);
+}
+
+int serve(const std::shared_ptr<const platformd::Scenario>& scenario)
+{
+    platformd::Platform platform(scenario, [] { return QDateTime::currentSecsSinceEpoch(); });
+    platformd::Operations operations(platformd::PlatformService::operationNames());
+    platformd::PlatformService service(platform, operations);
+    platformd::ControlService control(platform, operations, service);
+    const platformd::Termination termination;
+    QDBusConnection bus = QDBusConnection::systemBus();
+    if (!goPublic(bus, service, control))
+    {
+        const QString reason = bus.lastError().message();
+        complain(QStringLiteral("cannot have the name %1 on the system bus: %2")
+                     .arg(zemo::wire::serviceName, reason.isEmpty() ? QStringLiteral("it is taken") : reason));
+        return exitNoBus;
+    }
+    return QCoreApplication::exec();
+}
+
+int run(const QString& fileName)
+{
+    const platformd::ScenarioResult result = platformd::loadScenario(fileName);
+    for (const QString& mistake : result.mistakes)
+    {
+        complain(mistake);
+    }
+    return result.scenario ? serve(result.scenario) : EX_CONFIG;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    const QCoreApplication application(argc, argv);
+    const platformd::Options options = platformd::readOptions(QCoreApplication::arguments());
+    switch (options.action)
+    {
+    case platformd::Options::Action::Print:
+        print(stdout, options.text);
+        return EX_OK;
+    case platformd::Options::Action::Refuse:
+        complain(options.text);
+        return EX_USAGE;
+    case platformd::Options::Action::Run:
+        break;
+    }
+    return run(options.scenario);
+}

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <wire/Records.h>
+
+#include <QDBusError>
+#include <QDBusMessage>
+#include <QDBusReply>
+#include <QVariant>
+
+#include <chrono>
+
+/// How every client asks the platform's services: one blocking call on the system bus, from any thread, with an empty
+/// result where there is no answer. No event loop has a part in it, so it works on a thread that has none and while
+/// the main thread is blocked.
+namespace zemo::clients
+{
+
+using Patience = std::chrono::milliseconds;
+
+/// How long a silent service is waited for.
+constexpr Patience usualPatience = std::chrono::seconds(25);
+/// For what is asked every second.
+constexpr Patience shortPatience = std::chrono::seconds(5);
+
+/// The message that asks for `operation`. It starts no service.
+QDBusMessage request(const char* operation, const QVariantList& arguments);
+
+/// Asks and waits for the answer, at most `patience`. A service that is absent or fails answers at once.
+QDBusMessage send(const QDBusMessage& request, Patience patience);
+
+/// True for the errors of a service that is not on the bus, and of a bus that is not there.
+bool meansAbsence(const QDBusError& error);
+
+/// Notes how `operation` ended, an invalid error being success, and traces a change: service gone (4) and back (1), one
+/// operation failing (4) and answered again (1). Any thread.
+void noteOutcome(const char* operation, const QDBusError& error);
+
+/// The answer to `operation`, a default-constructed one if there is none.
+template <class Answer, class... Arguments>
+Answer ask(Patience patience, const char* operation, const Arguments&... arguments)
+{
+    const QDBusReply<Answer> reply = send(request(operation, {QVariant::fromValue(arguments)...}), patience);
+    noteOutcome(operation, reply.error());
+    return reply.isValid() ? reply.value() : Answer();
+}
+
+/// The records that come as `Columns`, none if there is no answer or its columns don't fit together.
+template <class Columns, class... Arguments>
+auto askRecords(Patience patience, const char* operation, const Arguments&... arguments)
+{
+    const QDBusReply<Columns> reply = send(request(operation, {QVariant::fromValue(arguments)...}), patience);
+    auto records = wire::fromWire(reply.isValid() ? reply.value() : Columns());
+    const QDBusError misfit(QDBusError::InvalidArgs, QStringLiteral("the columns of the answer don't fit together"));
+    noteOutcome(operation, records ? reply.error() : misfit);
+    return records ? std::move(*records) : typename decltype(records)::value_type();
+}
+
+} // namespace zemo::clients

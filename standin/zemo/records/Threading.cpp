@@ -1,0 +1,72 @@
+#include <zemo/ExecutionQueue.h>
+#include <zemo/Lock.h>
+
+#include <QRecursiveMutex>
+
+namespace zemo
+{
+
+ExecutionQueue::ExecutionQueue()
+    : m_context(new QObject)
+{
+    m_context->moveToThread(this);
+    start();
+}
+
+ExecutionQueue::~ExecutionQueue()
+{
+    // The context goes on its own thread, behind everything that was posted to it before.
+    m_context->deleteLater();
+    quit();
+    wait();
+}
+
+QObject* ExecutionQueue::context() const
+{
+    return m_context;
+}
+
+namespace threading
+{
+
+struct Lock::Private
+{
+    const char* name;
+    QRecursiveMutex mutex;
+    int depth = 0; // guarded by the mutex
+};
+
+Lock::Lock(const char* name)
+    : d(new Private{name, {}, 0})
+{
+}
+
+// A mutex must be free when it goes. Nobody else can want it any more, so trying means: if it is free or our own.
+Lock::~Lock()
+{
+    if (lock(false))
+    {
+        while (d->depth > 0)
+        {
+            unlock();
+        }
+    }
+    delete d;
+}
+
+bool Lock::lock(bool wait)
+{
+    const bool had = d->mutex.tryLock(wait ? -1 : 0);
+    d->depth += had ? 1 : 0;
+    return had;
+}
+
+void Lock::unlock()
+{
+    --d->depth;
+    d->mutex.unlock();
+}
+
+} // namespace threading
+
+} // namespace zemo

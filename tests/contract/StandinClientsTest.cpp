@@ -1,0 +1,394 @@
+// What the clients do when their services are absent, fail, say nothing, come back or talk nonsense.
+#include "ServiceDouble.h"
+#include "TraceRecorder.h"
+
+#include <clients/Call.h>
+#include <wire/Names.h>
+#include <zemo/AlarmsClient.h>
+#include <zemo/DataManagementClient.h>
+#include <zemo/MenusClient.h>
+#include <zemo/PowerLogClient.h>
+#include <zemo/SystemClient.h>
+#include <zemo/UsbClient.h>
+
+#include <QElapsedTimer>
+#include <QSignalSpy>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <thread>
+
+using namespace zemo;
+
+namespace
+{
+
+constexpr int deadline = 10000;
+const QString locale = QStringLiteral("en_GB");
+const QString stick = QStringLiteral("/media/stick");
+
+const QStringList operations = {
+    QStringLiteral("getValues"),
+    QStringLiteral("getMetadata"),
+    QStringLiteral("getDefaultLog"),
+    QStringLiteral("getModbusParams"),
+    QStringLiteral("getChangeLog"),
+    QStringLiteral("saveSettings"),
+    QStringLiteral("restoreSettings"),
+    QStringLiteral("GetHourly"),
+    QStringLiteral("GetQuarterly"),
+    QStringLiteral("GetHourlyForPeriod"),
+    QStringLiteral("GetQuarterlyForPeriod"),
+    QStringLiteral("getUsbDrives"),
+    QStringLiteral("getTexts"),
+    QStringLiteral("getSerial"),
+    QStringLiteral("getDeviceName"),
+    QStringLiteral("getAlarms"),
+};
+
+// The operations, in the order of the list above, that answered with something.
+QStringList answering(hardware::UsbClient& usb)
+{
+    data::DataManagementClient& dataManagement = *data::DataManagementClient::instance;
+    data::PowerLogClient& power = *data::PowerLogClient::instance_;
+    const QList<bool> answered = {
+        !dataManagement.getValues({1}).isEmpty(),
+        !dataManagement.getMetadata({1}, locale).isEmpty(),
+        !dataManagement.getDefaultLog(locale).isEmpty(),
+        !dataManagement.getModbusParams(locale).isEmpty(),
+        !dataManagement.getChangeLog(1, locale).isEmpty(),
+        !dataManagement.saveSettings(1).isEmpty(),
+        dataManagement.restoreSettings("blob"),
+        !power.GetHourly().isEmpty(),
+        !power.GetQuarterly().isEmpty(),
+        !power.GetHourlyForPeriod(0, 9).isEmpty(),
+        !power.GetQuarterlyForPeriod(0, 9).isEmpty(),
+        !usb.getUsbDrives().isEmpty(),
+        !menus::MenusClient::instance->getTexts({1}, locale).isEmpty(),
+        !system::SystemClient::instance->getSerial().isEmpty(),
+        !system::SystemClient::instance->getDeviceName().isEmpty(),
+        !system::AlarmsClient::instance->getAlarms(1, 0, locale).isEmpty(),
+    };
+    QStringList found;
+    for (qsizetype place = 0; place < answered.size(); ++place)
+    {
+        if (answered[place])
+        {
+            found.append(operations[place]);
+        }
+    }
+    return found;
+}
+
+class StandinClients : public testing::Test
+{
+protected:
+    StandinClients()
+    {
+        const zdatetime_t time{2024, 3, 5, 14, 7, 9};
+        services.values = {{1, {}}};
+        services.metadata = {{1, {}}};
+        services.defaultLog = {1};
+        services.modbusParams = {1};
+        services.changeLog = {{{}, {}, time}};
+        services.settings = "settings";
+        services.hourlyPower = {{1, 1, 1, 1}};
+        services.quarterlyPower = {{1, 1, 1, 1}};
+        services.drives = {QStringLiteral("/media/first")};
+        services.texts = {{1, QStringLiteral("one")}};
+        services.alarms = {{time::DateTime(&time), {}, 1, {}, {}}};
+        EXPECT_EQ(answering(usb), operations);
+        forgetTrace();
+    }
+
+    ServiceDouble services;
+    hardware::UsbClient usb{nullptr};
+};
+
+bool waitFor(QSignalSpy& spy)
+{
+    return !spy.isEmpty() || spy.wait(deadline);
+}
+
+// A round trip behind which everything that was sent before has arrived.
+bool waitForRestoreSignal(ServiceDouble& services)
+{
+    QSignalSpy restore(data::DataManagementClient::instance, SIGNAL(restoreSettingsStarted()));
+    services.emitRestoreStarted();
+    return waitFor(restore);
+}
+
+} // namespace
+
+TEST_F(StandinClients, AnAbsentServiceGivesEmptyResultsAtOnce)
+{
+    services.vanish();
+    QElapsedTimer timer;
+    timer.start();
+
+    const QStringList answered = answering(usb);
+
+    EXPECT_EQ(answered, QStringList());
+    EXPECT_LT(timer.elapsed(), 2000);
+}
+
+TEST_F(StandinClients, AFailingServiceGivesEmptyResultsAtOnce)
+{
+    for (const QString& operation : operations)
+    {
+        services.fail(operation);
+    }
+    QElapsedTimer timer;
+    timer.start();
+
+    const QStringList answered = answering(usb);
+
+    EXPECT_EQ(answered, QStringList());
+    EXPECT_LT(timer.elapsed(), 2000);
+}
+
+TEST_F(StandinClients, OneFailingOperationLeavesTheOthersAlone)
+{
+    services.fail(QStringLiteral("getTexts"));
+    QStringList others = operations;
+    others.removeAll(QStringLiteral("getTexts"));
+
+    EXPECT_EQ(answering(usb), others);
+}
+
+TEST_F(StandinClients, ASilentServiceIsWaitedForFiveSecondsForValuesAndTwentyFiveForTheRest)
+{
+    services.beSilent(QStringLiteral("getValues"));
+    services.beSilent(QStringLiteral("getSerial"));
+    qint64 forValues = 0;
+    qint64 forSerial = 0;
+    QElapsedTimer timer;
+    timer.start();
+
+    std::thread values(
+        [&]
+        {
+            EXPECT_TRUE(data::DataManagementClient::instance->getValues({1}).isEmpty());
+            forValues = timer.elapsed();
+        });
+    EXPECT_TRUE(system::SystemClient::instance->getSerial().isEmpty());
+    forSerial = timer.elapsed();
+    values.join();
+
+    // Qt may end a wait a twentieth early.
+    EXPECT_GE(forValues, 4700);
+    EXPECT_LT(forValues, 9000);
+    EXPECT_GE(forSerial, 23700);
+    EXPECT_LT(forSerial, 29000);
+}
+
+TEST_F(StandinClients, ACallStartsNoService)
+{
+    EXPECT_FALSE(clients::request("getValues", {}).autoStartService());
+}
+
+TEST_F(StandinClients, AServiceThatGoesAndComesBackIsTracedOnceEach)
+{
+    services.vanish();
+    answering(usb);
+    answering(usb);
+    const std::vector<TraceLine> gone = tracedLines();
+    forgetTrace();
+
+    services.appear();
+    answering(usb);
+    answering(usb);
+
+    ASSERT_EQ(gone.size(), 1U);
+    EXPECT_EQ(gone[0].module, "zemo");
+    EXPECT_EQ(gone[0].level, 4U);
+    EXPECT_EQ(gone[0].text.rfind("The platform's services are gone: org.freedesktop.DBus.Error.NameHasNoOwner: ", 0),
+              0U)
+        << gone[0].text;
+    EXPECT_EQ(tracedLines(), (std::vector<TraceLine>{{"zemo", 1, "The platform's services are back"}}));
+}
+
+TEST_F(StandinClients, AnOperationThatFailsAndIsAnsweredAgainIsTracedOnceEach)
+{
+    services.fail(QStringLiteral("getAlarms"));
+    answering(usb);
+    answering(usb);
+    services.recover(QStringLiteral("getAlarms"));
+    answering(usb);
+    answering(usb);
+
+    EXPECT_EQ(tracedLines(), (std::vector<TraceLine>{
+                                 {"zemo", 4, "getAlarms is not answered: org.freedesktop.DBus.Error.Failed: as asked"},
+                                 {"zemo", 1, "getAlarms is answered again"}}));
+}
+
+TEST_F(StandinClients, AServiceThatComesBackFailingIsBackAllTheSame)
+{
+    services.vanish();
+    EXPECT_EQ(system::SystemClient::instance->getSerial(), QString());
+    forgetTrace();
+
+    services.fail(QStringLiteral("getSerial"));
+    services.appear();
+    EXPECT_EQ(system::SystemClient::instance->getSerial(), QString());
+
+    EXPECT_EQ(tracedLines(),
+              (std::vector<TraceLine>{
+                  {"zemo", 1, "The platform's services are back"},
+                  {"zemo", 4, "getSerial is not answered: org.freedesktop.DBus.Error.Failed: as asked"}}));
+    services.recover(QStringLiteral("getSerial"));
+    EXPECT_EQ(system::SystemClient::instance->getSerial(), services.serial);
+}
+
+TEST_F(StandinClients, AnAnswerOfAnotherTypeIsNoAnswer)
+{
+    for (const QString& operation : operations)
+    {
+        services.answerOddly(operation, 4.5);
+    }
+
+    EXPECT_EQ(answering(usb), QStringList());
+    EXPECT_EQ(tracedLines().size(), static_cast<size_t>(operations.size()));
+}
+
+TEST_F(StandinClients, ColumnsThatDoNotFitTogetherAreNoAnswer)
+{
+    wire::Values columns = wire::toWire(services.values);
+    columns.numbers.clear();
+    services.answerOddly(QStringLiteral("getValues"), QVariant::fromValue(columns));
+
+    const QMap<int, data::DataValue> found = data::DataManagementClient::instance->getValues({1});
+
+    EXPECT_TRUE(found.isEmpty());
+    EXPECT_EQ(tracedLines(),
+              (std::vector<TraceLine>{{"zemo", 4,
+                                       "getValues is not answered: org.freedesktop.DBus.Error.InvalidArgs: the columns "
+                                       "of the answer don't fit together"}}));
+}
+
+TEST_F(StandinClients, AServiceThatDiesOverACallEndsTheWaiting)
+{
+    services.beSilent(QStringLiteral("getSerial"));
+    QElapsedTimer timer;
+    timer.start();
+
+    std::thread caller([] { EXPECT_TRUE(system::SystemClient::instance->getSerial().isEmpty()); });
+    const auto asked = [&]
+    {
+        const auto calls = services.calls();
+        return std::count_if(calls.begin(), calls.end(),
+                             [](const auto& call) { return call.operation == "getSerial"; });
+    };
+    while (asked() < 2 && timer.elapsed() < deadline)
+    {
+        std::this_thread::yield();
+    }
+    services.die();
+    caller.join();
+
+    EXPECT_LT(timer.elapsed(), deadline);
+}
+
+TEST_F(StandinClients, SignalsOfARestartedServiceArrive)
+{
+    QSignalSpy inserted(&usb, SIGNAL(driveInserted(QString)));
+    services.die();
+    services.live();
+
+    const bool restoreArrived = waitForRestoreSignal(services);
+    services.insertDrive(stick);
+
+    EXPECT_TRUE(restoreArrived);
+    EXPECT_TRUE(waitFor(inserted));
+    EXPECT_EQ(inserted, QList<QVariantList>{{stick}});
+}
+
+TEST_F(StandinClients, ASignalOfSomebodyElseIsNotTheServices)
+{
+    QSignalSpy inserted(&usb, SIGNAL(driveInserted(QString)));
+    QDBusMessage forged =
+        QDBusMessage::createSignal(wire::objectPath, wire::interfaceName, QStringLiteral("driveInserted"));
+    forged << QStringLiteral("/media/forged");
+    QDBusConnection::systemBus().send(forged);
+    // On the same connection as the forged signal, so the bus has passed that on when this is answered.
+    EXPECT_EQ(system::SystemClient::instance->getSerial(), services.serial);
+
+    services.insertDrive(stick);
+
+    ASSERT_TRUE(waitFor(inserted));
+    EXPECT_EQ(inserted, QList<QVariantList>{{stick}});
+}
+
+TEST_F(StandinClients, ADriveThatIsPresentAtFirstIsNotReported)
+{
+    QSignalSpy inserted(&usb, SIGNAL(driveInserted(QString)));
+
+    services.insertDrive(stick);
+
+    ASSERT_TRUE(waitFor(inserted));
+    EXPECT_EQ(inserted, QList<QVariantList>{{stick}});
+}
+
+TEST_F(StandinClients, ADriveThatIsPresentWhenTheServiceAppearsLaterIsReported)
+{
+    services.vanish();
+    hardware::UsbClient early(nullptr);
+    QSignalSpy inserted(&early, SIGNAL(driveInserted(QString)));
+    EXPECT_TRUE(early.getUsbDrives().isEmpty());
+
+    services.appear();
+
+    ASSERT_TRUE(waitFor(inserted));
+    EXPECT_EQ(inserted, QList<QVariantList>{{QStringLiteral("/media/first")}});
+}
+
+TEST_F(StandinClients, WhatChangedWhileTheServiceWasAwayIsReported)
+{
+    // The client has to know of the first drive; a signal behind its question is also behind the answer.
+    ASSERT_TRUE(waitForRestoreSignal(services));
+    QSignalSpy inserted(&usb, SIGNAL(driveInserted(QString)));
+    QSignalSpy removed(&usb, SIGNAL(driveRemoved(QString)));
+    services.vanish();
+    {
+        const std::lock_guard guard(services);
+        services.drives = {stick};
+    }
+
+    services.appear();
+
+    ASSERT_TRUE(waitFor(inserted));
+    EXPECT_EQ(removed, QList<QVariantList>{{QStringLiteral("/media/first")}});
+    EXPECT_EQ(inserted, QList<QVariantList>{{stick}});
+}
+
+TEST_F(StandinClients, ADriveThatStayedWhileTheServiceWasAwayIsNotReportedAgain)
+{
+    ASSERT_TRUE(waitForRestoreSignal(services));
+    QSignalSpy inserted(&usb, SIGNAL(driveInserted(QString)));
+    services.vanish();
+    {
+        const std::lock_guard guard(services);
+        services.drives.append(stick);
+    }
+
+    services.appear();
+
+    ASSERT_TRUE(waitFor(inserted));
+    EXPECT_EQ(inserted, QList<QVariantList>{{stick}});
+}
+
+TEST_F(StandinClients, ADriveIsFoundAlthoughTheServiceFailedWhenItAppeared)
+{
+    services.vanish();
+    hardware::UsbClient early(nullptr);
+    QSignalSpy inserted(&early, SIGNAL(driveInserted(QString)));
+    services.fail(QStringLiteral("getUsbDrives"));
+    services.appear();
+    ASSERT_TRUE(waitForRestoreSignal(services));
+
+    services.recover(QStringLiteral("getUsbDrives"));
+
+    ASSERT_TRUE(waitFor(inserted));
+    EXPECT_EQ(inserted, QList<QVariantList>{{QStringLiteral("/media/first")}});
+}

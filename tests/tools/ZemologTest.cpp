@@ -1,0 +1,221 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <sys/wait.h>
+
+namespace
+{
+
+const std::string WorkedExample("\x5A\x62\x6C\x01\0\0\0\x02\x03\xE8\0\x02\x03\xE9\0\x04\x65\x53\xF1\0\xFF\xFB\xC8", 23);
+
+struct Outcome
+{
+    int exitCode;
+    std::string out; ///< standard output and error
+};
+
+class Zemolog : public testing::Test
+{
+protected:
+    Zemolog()
+    {
+        std::string pattern = testing::TempDir() + "zemologXXXXXX";
+        m_folder = mkdtemp(pattern.data());
+    }
+
+    ~Zemolog() override
+    {
+        std::filesystem::remove_all(m_folder);
+    }
+
+    std::string write(const std::string& name, const std::string& content) const
+    {
+        const std::string path = m_folder / name;
+        std::ofstream(path, std::ios::binary) << content;
+        return path;
+    }
+
+    std::string read(const std::string& name) const
+    {
+        std::ifstream file(m_folder / name, std::ios::binary);
+        std::ostringstream text;
+        text << file.rdbuf();
+        return text.str();
+    }
+
+    Outcome run(const std::string& arguments) const
+    {
+        const std::string line = "cd '" + m_folder.string() + "' && TZ=UTC '" + ZEMOLOG + "' " + arguments + " 2>&1";
+        FILE* pipe = popen(line.c_str(), "r");
+        Outcome outcome{0, {}};
+        std::array<char, 4096> buffer{};
+        while (const size_t count = fread(buffer.data(), 1, buffer.size(), pipe))
+        {
+            outcome.out.append(buffer.data(), count);
+        }
+        outcome.exitCode = WEXITSTATUS(pclose(pipe));
+        return outcome;
+    }
+
+private:
+    std::filesystem::path m_folder;
+};
+
+} // namespace
+
+TEST_F(Zemolog, ABinaryLogBecomesTheCsvOfItsRows)
+{
+    write("a.blf", WorkedExample);
+
+    const Outcome outcome = run("convert a.blf");
+
+    EXPECT_EQ(outcome.out, "\tid:1000\tid:1001\n2023-11-14 22:13:20\t-5\t200\n");
+    EXPECT_EQ(outcome.exitCode, 0);
+}
+
+TEST_F(Zemolog, NamesForABinaryLogComeFromAFileOfIds)
+{
+    write("a.blf", WorkedExample);
+    write("names", "# ids\n1001\tLevel [m]\n");
+
+    EXPECT_EQ(run("convert a.blf --names names --to jsonl").out,
+              "{\"time\":\"2023-11-14 22:13:20\",\"id:1000\":-5,\"Level [m]\":200}\n");
+}
+
+TEST_F(Zemolog, AMistakeInTheFileOfIdsIsToldWithItsLine)
+{
+    write("a.blf", WorkedExample);
+    write("names", "1000\tPower\nLevel\n");
+
+    const Outcome outcome = run("info a.blf --names names");
+
+    EXPECT_EQ(outcome.exitCode, 70);
+    EXPECT_EQ(outcome.out, "zemolog: names:2: not an id, a tab and a name\n");
+}
+
+TEST_F(Zemolog, EveryCutOfABinaryLogIsToldWithThePlaceAndTheGoodRows)
+{
+    const std::string twoRows = WorkedExample + WorkedExample.substr(16);
+    for (size_t length = 0; length < twoRows.size(); ++length)
+    {
+        write("cut.blf", twoRows.substr(0, length));
+
+        const Outcome outcome = run("check cut.blf");
+
+        const bool whole = length == 16 || length == 23;
+        EXPECT_EQ(outcome.exitCode, whole ? 0 : 65) << length;
+        if (length > 23)
+        {
+            EXPECT_NE(outcome.out.find("damaged at byte 23"), std::string::npos) << outcome.out;
+            EXPECT_NE(outcome.out.find("; 1 rows before it are good"), std::string::npos) << outcome.out;
+        }
+    }
+}
+
+TEST_F(Zemolog, ACsvLogWithACutRowIsDamagedAtThatRow)
+{
+    write("a.csv", "\tA [kW]\tB\n2026-11-15 03:31:47\t12\t7\n2026-11-15 03:31:48\t12");
+
+    const Outcome outcome = run("check a.csv");
+
+    EXPECT_EQ(outcome.exitCode, 65);
+    EXPECT_EQ(outcome.out, "zemolog: damaged at byte 35: the last row has no end; 1 rows before it are good\n");
+}
+
+TEST_F(Zemolog, ARowWithACellTooManyIsDamage)
+{
+    write("a.csv", "\tA\n2026-11-15 03:31:47\t1\n2026-11-15 03:31:48\t1\t2\n2026-11-15 03:31:49\t3\n");
+
+    const Outcome outcome = run("check a.csv");
+
+    EXPECT_EQ(outcome.exitCode, 65);
+    EXPECT_NE(outcome.out.find("damaged at byte 25"), std::string::npos) << outcome.out;
+}
+
+TEST_F(Zemolog, AMissingValueIsNullInJson)
+{
+    write("a.csv", "\tA\tB\tC\n2026-11-15 03:31:47\t-\t1.5\tidle\n");
+
+    EXPECT_EQ(run("convert a.csv --to jsonl").out,
+              "{\"time\":\"2026-11-15 03:31:47\",\"A\":null,\"B\":1.5,\"C\":\"idle\"}\n");
+}
+
+TEST_F(Zemolog, EveryKindOfTextLogIsToldApart)
+{
+    const std::pair<const char*, const char*> files[] = {
+        {"\tA\n2026-11-15 03:31:47\t1\n", "CSV log"},
+        {"Time\tA\n2026-11-15 03:31:47\t1\n", "power log"},
+        {"\tA\n2024-03-05 07:00\t17\n", "hourly energy log"},
+        {"\tA\n2024-03\t17\n", "monthly energy log"},
+    };
+    for (const auto& [content, kind] : files)
+    {
+        write("log.csv", content);
+
+        EXPECT_NE(run("check log.csv").out.find(std::string(": ") + kind + ", 1 rows, good"), std::string::npos)
+            << kind;
+    }
+}
+
+TEST_F(Zemolog, WhatIsNoLogIsRefused)
+{
+    write("a.txt", "root:x:0:0\nbin:x:1:1\n");
+
+    EXPECT_EQ(run("info a.txt").exitCode, 65);
+    EXPECT_EQ(run("info nothing-here").exitCode, 66);
+    EXPECT_EQ(run("info .").exitCode, 66);
+}
+
+TEST_F(Zemolog, APlotOfAPatternHasTheMatchingColumnsAndNoOther)
+{
+    write("a.csv", "\tPump 1\tPump 2\tLevel\n2026-11-15 03:31:47\t1\t2\t3\n2026-11-15 03:31:48\t-\t3\t4\n");
+
+    const Outcome outcome = run("plot a.csv -o a.svg --column 'Pump*'");
+
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.out;
+    EXPECT_NE(read("a.svg").find("Pump 2"), std::string::npos);
+    EXPECT_EQ(read("a.svg").find("Level"), std::string::npos);
+}
+
+TEST_F(Zemolog, APlotWithoutSuchAColumnSaysSo)
+{
+    write("a.csv", "\tLevel\n2026-11-15 03:31:47\t1\n");
+
+    const Outcome outcome = run("plot a.csv -o a.png --column 'Pump*'");
+
+    EXPECT_EQ(outcome.exitCode, 70);
+    EXPECT_NE(outcome.out.find("no column has such a name"), std::string::npos);
+}
+
+TEST_F(Zemolog, AGoodConfigurationGivesItsValuesAndZero)
+{
+    write("z.conf", "[ram]\nmax-default = 7\n[internal]\npath = /x\n");
+
+    const Outcome outcome = run("check-config z.conf");
+
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_NE(outcome.out.find("max-default = 7\n"), std::string::npos);
+    EXPECT_NE(outcome.out.find("interval-minute = 259200\n"), std::string::npos);
+    EXPECT_NE(outcome.out.find("path = /x\n"), std::string::npos);
+}
+
+TEST_F(Zemolog, EveryMistakeOfAConfigurationIsToldWithItsLine)
+{
+    write("z.conf", "[usb]\npath = /x\nfuture = 12abc\n\n[ram]\nmax-defualt = 3\nnonsense\n[internal]\npath = /" +
+                        std::string(120, 'y') + "\n");
+
+    const Outcome outcome = run("check-config z.conf");
+
+    EXPECT_EQ(outcome.exitCode, 78);
+    EXPECT_NE(outcome.out.find("z.conf:2: unknown key 'path' in section [usb]\n"), std::string::npos) << outcome.out;
+    EXPECT_NE(outcome.out.find("z.conf:3: '12abc' is no number; the daemon takes 12\n"), std::string::npos);
+    EXPECT_NE(outcome.out.find("z.conf:6: unknown key 'max-defualt' in section [ram]\n"), std::string::npos);
+    EXPECT_NE(outcome.out.find("z.conf:7: neither a section nor a key and its value\n"), std::string::npos);
+    EXPECT_NE(outcome.out.find("z.conf:9: the path is cut to 99 characters\n"), std::string::npos);
+}

@@ -1,0 +1,154 @@
+#pragma once
+
+#include <zemo/DataValue.h>
+#include <zemo/Metadata.h>
+
+#include <QByteArray>
+#include <QDir>
+#include <QFile>
+#include <QMap>
+#include <QRecursiveMutex>
+#include <QString>
+
+#include <malloc.h>
+#include <sys/resource.h>
+
+#include <csignal>
+#include <cstdint>
+#include <cstdlib>
+#include <ctime>
+#include <initializer_list>
+#include <thread>
+#include <utility>
+
+/// The process has this time zone while the object lives.
+class TimeZone
+{
+public:
+    explicit TimeZone(const char* name)
+        : m_before(qgetenv("TZ"))
+        , m_wasSet(qEnvironmentVariableIsSet("TZ"))
+    {
+        qputenv("TZ", name);
+        tzset();
+    }
+    ~TimeZone()
+    {
+        m_wasSet ? qputenv("TZ", m_before) : qunsetenv("TZ");
+        tzset();
+    }
+    TimeZone(const TimeZone&) = delete;
+    TimeZone& operator=(const TimeZone&) = delete;
+
+private:
+    QByteArray m_before;
+    bool m_wasSet;
+};
+
+/// No file can grow beyond so many bytes while the object lives: a write is cut there and fails from then on, as on a
+/// medium that is full.
+class FullMedium
+{
+public:
+    explicit FullMedium(uint64_t size)
+    {
+        m_signal = std::signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &m_before);
+        const rlimit limit{size, m_before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FullMedium()
+    {
+        setrlimit(RLIMIT_FSIZE, &m_before);
+        std::signal(SIGXFSZ, m_signal);
+    }
+    FullMedium(const FullMedium&) = delete;
+    FullMedium& operator=(const FullMedium&) = delete;
+
+private:
+    rlimit m_before{};
+    void (*m_signal)(int);
+};
+
+/// Whether another thread finds the mutex taken.
+inline bool isTaken(QRecursiveMutex& mutex)
+{
+    bool had = false;
+    std::thread(
+        [&]
+        {
+            had = mutex.tryLock();
+            if (had)
+            {
+                mutex.unlock();
+            }
+        })
+        .join();
+    return !had;
+}
+
+inline QByteArray contentOf(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArrayLiteral("<no such file>");
+}
+
+inline void writeFile(const QString& path, const QByteArray& content)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+    {
+        std::abort();
+    }
+}
+
+inline int openDescriptors()
+{
+    return static_cast<int>(QDir("/proc/self/fd").entryList(QDir::NoDotAndDotDot | QDir::AllEntries).size());
+}
+
+/// Bytes of the heap that are in use. Sanitizers keep a heap of their own, which this knows nothing of.
+inline size_t heapInUse()
+{
+    const auto info = mallinfo2();
+    return info.uordblks + info.hblkhd;
+}
+
+inline zemo::data::DataValue integerValue(long long value)
+{
+    zemo::data::DataValue result;
+    result.setIntValue(value);
+    result.setIsOk(true);
+    return result;
+}
+
+inline QMap<int32_t, zemo::data::DataValue> integerValues(std::initializer_list<std::pair<int32_t, long long>> values)
+{
+    QMap<int32_t, zemo::data::DataValue> result;
+    for (const auto& [id, value] : values)
+    {
+        result.insert(id, integerValue(value));
+    }
+    return result;
+}
+
+inline zemo::data::Metadata parameter(uint16_t varId, uint8_t varSize, uint8_t varType = zemo::data::VarTypeInteger)
+{
+    zemo::data::Metadata result;
+    result.varId = varId;
+    result.varSize = varSize;
+    result.varType = varType;
+    result.name = zemo::localization::PanelText(QStringLiteral("P%1").arg(varId), 1);
+    return result;
+}
+
+/// A set of parameters by their ids.
+inline QMap<int32_t, zemo::data::Metadata> parameterSet(std::initializer_list<zemo::data::Metadata> entries)
+{
+    QMap<int32_t, zemo::data::Metadata> result;
+    for (const zemo::data::Metadata& entry : entries)
+    {
+        result.insert(entry.varId, entry);
+    }
+    return result;
+}

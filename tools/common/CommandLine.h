@@ -1,0 +1,42 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <string>
+
+// Everything that is said about a command line outside the program is made from the same tree of commands that parses
+// it: completion and man page can't disagree with it.
+
+/// Exit codes of the command-line tools, after sysexits.h where it has one.
+enum ExitCode
+{
+    ExitOk = 0,
+    ExitNo = 1,           ///< asked and answered, and the answer is no
+    ExitUsage = 64,       ///< the command line makes no sense
+    ExitData = 65,        ///< a file is damaged or of another kind
+    ExitNoInput = 66,     ///< a file cannot be read
+    ExitUnavailable = 69, ///< nobody answers
+    ExitSoftware = 70,    ///< an error reply
+    ExitCantCreate = 73,  ///< a file cannot be written
+    ExitTimeout = 75,     ///< no answer in time
+    ExitConfig = 78       ///< a configuration file has mistakes
+};
+
+/// One line of the exit code table of a man page.
+struct ExitCodeText
+{
+    int code;
+    std::string meaning;
+};
+
+/// Adds the hidden option --generate bash|zsh|man; when it is given, what it asks for is printed and the program ends.
+/// Call it last, when the tree is complete.
+void addGenerators(CLI::App& app, const std::string& description, const std::vector<ExitCodeText>& exitCodes);
+
+std::string bashCompletion(const CLI::App& app);
+std::string zshCompletion(const CLI::App& app);
+/// In the man macros, section 1.
+std::string manPage(const CLI::App& app, const std::string& description, const std::vector<ExitCodeText>& exitCodes);
+
+/// Parses; on --help, --version or a mistake prints what is due and gives the exit code to end with, or -1 to go on.
+int parseCommandLine(CLI::App& app, int argc, char** argv);

@@ -1,0 +1,128 @@
+#include "BinaryReader.h"
+
+#include "logging/BinaryFormat.h"
+
+#include <array>
+#include <ctime>
+
+namespace
+{
+
+std::string localTime(uint32_t seconds)
+{
+    const time_t time = seconds;
+    struct tm parts = {};
+    localtime_r(&time, &parts);
+    std::array<char, 32> text{};
+    strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &parts);
+    return text.data();
+}
+
+} // namespace
+
+BinaryReader::BinaryReader(std::ifstream file, const Names& names)
+    : m_file(std::move(file))
+{
+    readHead(names);
+}
+
+uint64_t BinaryReader::number(const unsigned char* bytes, int width) const
+{
+    uint64_t result = 0;
+    for (int i = 0; i < width; ++i)
+    {
+        result = result << 8 | bytes[i];
+    }
+    return result;
+}
+
+void BinaryReader::readHead(const Names& names)
+{
+    std::array<unsigned char, BinaryFormat::HeadSize> head{};
+    m_file.read(reinterpret_cast<char*>(head.data()), head.size());
+    if (m_file.gcount() != BinaryFormat::HeadSize || number(head.data(), 4) != BinaryFormat::Magic)
+    {
+        throw NotALog("not a binary log");
+    }
+    const auto count = static_cast<uint32_t>(number(head.data() + 4, 4));
+    if (count > BinaryFormat::MaximumParameters)
+    {
+        throw NotALog("a head with " + std::to_string(count) + " parameters");
+    }
+    int64_t width = BinaryFormat::TimeSize;
+    for (uint32_t i = 0; i < count; ++i)
+    {
+        std::array<unsigned char, BinaryFormat::TableEntrySize> entry{};
+        m_file.read(reinterpret_cast<char*>(entry.data()), entry.size());
+        if (m_file.gcount() != BinaryFormat::TableEntrySize)
+        {
+            throw NotALog("the table of parameters is cut off");
+        }
+        m_table.push_back({entry[2], entry[3]});
+        m_columns.push_back(names.of(static_cast<int>(number(entry.data(), 2))));
+        width += entry[2] == zemo::data::VarTypeInteger ? BinaryFormat::valueWidth(entry[3]) : 0;
+    }
+    m_row.resize(static_cast<size_t>(width));
+    m_offset = BinaryFormat::HeadSize + int64_t(count) * BinaryFormat::TableEntrySize;
+}
+
+std::string BinaryReader::kind() const
+{
+    return "binary log";
+}
+
+std::string BinaryReader::timeFormat() const
+{
+    return "%Y-%m-%d %H:%M:%S";
+}
+
+const std::vector<std::string>& BinaryReader::columns() const
+{
+    return m_columns;
+}
+
+std::string BinaryReader::valueText(const Column& column, const unsigned char* bytes) const
+{
+    const int width = BinaryFormat::valueWidth(column.varSize);
+    const uint64_t value = number(bytes, width);
+    if (BinaryFormat::isUnsigned(column.varSize))
+    {
+        return std::to_string(value);
+    }
+    const int shift = 64 - 8 * width;
+    return std::to_string(static_cast<int64_t>(value << shift) >> shift);
+}
+
+std::optional<Row> BinaryReader::next()
+{
+    m_file.read(reinterpret_cast<char*>(m_row.data()), static_cast<std::streamsize>(m_row.size()));
+    const auto got = static_cast<size_t>(m_file.gcount());
+    if (got != m_row.size())
+    {
+        if (got != 0)
+        {
+            m_damage = Damage{m_offset, "a row is cut off after " + std::to_string(got) + " of " +
+                                            std::to_string(m_row.size()) + " bytes"};
+        }
+        return std::nullopt;
+    }
+    m_offset += static_cast<int64_t>(got);
+    Row row{localTime(static_cast<uint32_t>(number(m_row.data(), 4))), {}};
+    const unsigned char* bytes = m_row.data() + BinaryFormat::TimeSize;
+    for (const Column& column : m_table)
+    {
+        if (column.varType != zemo::data::VarTypeInteger)
+        {
+            row.cells.emplace_back(); // has no place in the rows
+            continue;
+        }
+        row.cells.push_back({valueText(column, bytes)});
+        bytes += BinaryFormat::valueWidth(column.varSize);
+    }
+    return row;
+}
+
+const std::optional<Damage>& BinaryReader::damage() const
+{
+    return m_damage;
+}

@@ -1,0 +1,154 @@
+#include "Plot.h"
+
+#include "Convert.h"
+
+#include <filesystem>
+#include <fnmatch.h>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace
+{
+
+// A file that is gone with its owner.
+class TemporaryFile
+{
+public:
+    explicit TemporaryFile(const std::string& beside)
+        : m_path(beside + ".XXXXXX")
+    {
+        const int descriptor = mkstemp(m_path.data());
+        if (descriptor < 0)
+        {
+            throw std::runtime_error("cannot write beside " + beside);
+        }
+        close(descriptor);
+    }
+
+    ~TemporaryFile()
+    {
+        std::error_code ignored;
+        std::filesystem::remove(m_path, ignored);
+    }
+
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+    const std::string& path() const
+    {
+        return m_path;
+    }
+
+private:
+    std::string m_path;
+};
+
+// Text inside gnuplot's single quotes, where only the quote itself means something.
+std::string quoted(const std::string& text)
+{
+    std::string result = "'";
+    for (char letter : text)
+    {
+        result += letter == '\'' ? std::string("''") : std::string(1, letter);
+    }
+    return result + "'";
+}
+
+std::vector<size_t> chosenColumns(const LogReader& log, const std::vector<std::string>& patterns)
+{
+    std::vector<size_t> chosen;
+    for (size_t i = 0; i < log.columns().size(); ++i)
+    {
+        bool wanted = patterns.empty();
+        for (const std::string& pattern : patterns)
+        {
+            wanted = wanted || fnmatch(pattern.c_str(), log.columns()[i].c_str(), 0) == 0;
+        }
+        if (wanted)
+        {
+            chosen.push_back(i);
+        }
+    }
+    if (chosen.empty())
+    {
+        throw std::runtime_error("no column has such a name; `zemolog info` lists them");
+    }
+    return chosen;
+}
+
+std::string terminalFor(const PlotOptions& options)
+{
+    const std::string suffix = std::filesystem::path(options.output).extension();
+    const std::string size = std::to_string(options.width) + "," + std::to_string(options.height);
+    if (suffix == ".png")
+    {
+        return "pngcairo noenhanced size " + size;
+    }
+    if (suffix == ".svg")
+    {
+        return "svg noenhanced size " + size;
+    }
+    throw std::runtime_error(options.output + " ends neither in .png nor in .svg");
+}
+
+std::string scriptFor(const LogReader& log, const PlotOptions& options, const std::string& data)
+{
+    std::ostringstream script;
+    script << "set terminal " << terminalFor(options) << "\nset output " << quoted(options.output)
+           << "\nset datafile separator '\\t'\nset xdata time\nset timefmt " << quoted(log.timeFormat())
+           << "\nset key outside\nset grid\nset xlabel 'local time'\n"
+           << "set format x \"%H:%M\\n%d %b %y\"\nplot ";
+    const char* separator = "";
+    for (size_t column : chosenColumns(log, options.patterns))
+    {
+        // Not a number breaks the line; a value declared missing would be bridged.
+        const std::string place = std::to_string(column + 2);
+        script << separator << quoted(data) << " using 1:(stringcolumn(" << place << ") eq '-' ? NaN : column(" << place
+               << ")) with lines title " << quoted(log.columns()[column]);
+        separator = ", ";
+    }
+    script << "\n";
+    return script.str();
+}
+
+void runGnuplot(const std::string& script)
+{
+    FILE* gnuplot = popen("gnuplot", "w");
+    if (!gnuplot)
+    {
+        throw std::runtime_error("cannot start gnuplot");
+    }
+    fputs(script.c_str(), gnuplot);
+    const int status = pclose(gnuplot);
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 127)
+    {
+        throw std::runtime_error("gnuplot is not installed (package gnuplot-nox)");
+    }
+    if (status != 0)
+    {
+        throw std::runtime_error("gnuplot could not draw it");
+    }
+}
+
+} // namespace
+
+void plot(LogReader& log, const PlotOptions& options)
+{
+    const TemporaryFile data(options.output);
+    const std::string script = scriptFor(log, options, data.path());
+    std::ofstream out(data.path(), std::ios::binary);
+    const Summary summary = writeCsv(log, out);
+    out.close();
+    if (!out)
+    {
+        throw std::runtime_error("cannot write beside " + options.output);
+    }
+    if (summary.rows == 0)
+    {
+        throw std::runtime_error("the log has no rows");
+    }
+    runGnuplot(script);
+}

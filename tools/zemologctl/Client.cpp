@@ -1,0 +1,153 @@
+#include "Client.h"
+
+#include "CommandLine.h"
+
+#include <QCoreApplication>
+#include <QDBusConnectionInterface>
+#include <QDBusError>
+#include <QEventLoop>
+#include <QTimer>
+
+#include <iostream>
+#include <unistd.h>
+
+namespace
+{
+const QString Service = QStringLiteral("com.tarn.zemo.logd");
+const QString Path = QStringLiteral("/Logging");
+
+bool isAbsence(const QDBusMessage& reply)
+{
+    const QDBusError::ErrorType type = QDBusError(reply).type();
+    return type == QDBusError::ServiceUnknown || type == QDBusError::NoServer || type == QDBusError::Disconnected ||
+           reply.errorName() == QLatin1String("org.freedesktop.DBus.Error.NameHasNoOwner");
+}
+
+} // namespace
+
+Client::Client(const Output& output, const Options& options)
+    : m_output(output)
+    , m_options(options)
+    , m_bus(QDBusConnection::systemBus())
+{
+}
+
+int Client::run(const Command& command, const Given& given)
+{
+    if (!m_bus.isConnected())
+    {
+        return m_output.error(ExitUnavailable, "NoBus",
+                              "cannot reach the system bus: " + m_bus.lastError().message().toStdString());
+    }
+    if (command.answer == Command::Nothing)
+    {
+        return monitor();
+    }
+    const bool period = !command.periodMethod.empty() && given.contains("--from") && !given.at("--from").empty() &&
+                        !given.at("--from").front().empty();
+    return call(command, QString::fromStdString(period ? command.periodMethod : command.method),
+                busArguments(command, given));
+}
+
+int Client::call(const Command& command, const QString& method, const QVariantList& arguments)
+{
+    const bool follows = m_options.wait && !command.finishedSignal.empty();
+    if (follows)
+    {
+        // Before the call: a quick job may be through before its answer has arrived.
+        listenFor(QString::fromStdString(command.finishedSignal), SLOT(onFinished(QDBusMessage)));
+    }
+    QDBusMessage message = QDBusMessage::createMethodCall(Service, Path, Service, method);
+    message.setArguments(arguments);
+    const QDBusMessage reply = m_bus.call(message, QDBus::BlockWithGui, m_options.timeoutMs);
+    if (reply.type() != QDBusMessage::ReplyMessage)
+    {
+        return fail(reply);
+    }
+    const QVariant value = reply.arguments().value(0);
+    return follows && value.toBool() ? follow(command) : m_output.answer(command, value);
+}
+
+int Client::fail(const QDBusMessage& reply) const
+{
+    const std::string name = reply.errorName().toStdString();
+    if (isAbsence(reply))
+    {
+        return m_output.error(ExitUnavailable, name, "the daemon is not on the bus");
+    }
+    const QDBusError::ErrorType type = QDBusError(reply).type();
+    if (type == QDBusError::NoReply || type == QDBusError::TimedOut || type == QDBusError::Timeout)
+    {
+        return m_output.error(ExitTimeout, name, "no answer in time");
+    }
+    return m_output.error(ExitSoftware, name, reply.errorMessage().toStdString());
+}
+
+int Client::follow(const Command& command)
+{
+    m_clock.start();
+    QTimer ticker;
+    QEventLoop loop;
+    const auto check = [&]
+    {
+        showProgress(command);
+        if (m_finished || m_daemonGone || m_clock.elapsed() > m_options.timeoutMs)
+        {
+            loop.quit();
+        }
+    };
+    connect(&ticker, &QTimer::timeout, &loop, check);
+    ticker.start(100);
+    if (!m_finished)
+    {
+        loop.exec();
+    }
+    if (isatty(STDERR_FILENO))
+    {
+        std::cerr << "\r\033[K";
+    }
+    if (m_finished)
+    {
+        return m_output.finished(command, m_finishedOk);
+    }
+    return m_daemonGone ? m_output.error(ExitUnavailable, "Gone", "the daemon left the bus before it was through")
+                        : m_output.error(ExitTimeout, "Timeout", "not finished in time");
+}
+
+void Client::showProgress(const Command& command)
+{
+    if (isatty(STDERR_FILENO))
+    {
+        std::cerr << "\r" << command.group << " " << command.name << ": " << m_clock.elapsed() / 1000 << " s"
+                  << std::flush;
+    }
+}
+
+int Client::monitor()
+{
+    listenFor(QString(), SLOT(onSignal(QDBusMessage)));
+    return QCoreApplication::exec();
+}
+
+void Client::listenFor(const QString& signal, const char* slot)
+{
+    m_bus.connect(Service, Path, Service, signal, this, slot);
+    connect(m_bus.interface(), SIGNAL(serviceOwnerChanged(QString, QString, QString)), this,
+            SLOT(onOwnerChanged(QString, QString, QString)));
+}
+
+void Client::onFinished(const QDBusMessage& message)
+{
+    m_finished = true;
+    m_finishedOk = message.arguments().value(0).toBool();
+}
+
+void Client::onSignal(const QDBusMessage& message)
+{
+    m_output.signal(message.member(), message.arguments());
+}
+
+void Client::onOwnerChanged(const QString& name, const QString& /*oldOwner*/, const QString& newOwner)
+{
+    m_daemonGone = m_daemonGone || (name == Service && newOwner.isEmpty());
+}

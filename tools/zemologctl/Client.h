@@ -1,0 +1,48 @@
+#pragma once
+
+#include "Commands.h"
+#include "Output.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QElapsedTimer>
+#include <QObject>
+
+/// Talks to the daemon for one command.
+class Client : public QObject
+{
+    Q_OBJECT
+
+public:
+    struct Options
+    {
+        bool wait = false;
+        int timeoutMs = 600000;
+    };
+
+    Client(const Output& output, const Options& options);
+
+    /// Runs the command to its end and gives the exit code.
+    int run(const Command& command, const Given& given);
+
+private slots:
+    void onFinished(const QDBusMessage& message);
+    void onSignal(const QDBusMessage& message);
+    void onOwnerChanged(const QString& name, const QString& oldOwner, const QString& newOwner);
+
+private:
+    int call(const Command& command, const QString& method, const QVariantList& arguments);
+    int follow(const Command& command);
+    int monitor();
+    int fail(const QDBusMessage& reply) const;
+    void listenFor(const QString& signal, const char* slot);
+    void showProgress(const Command& command);
+
+    const Output& m_output;
+    Options m_options;
+    QDBusConnection m_bus;
+    QElapsedTimer m_clock;
+    bool m_finished = false;
+    bool m_finishedOk = false;
+    bool m_daemonGone = false;
+};
