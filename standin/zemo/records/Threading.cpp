@@ -10,13 +10,13 @@ ExecutionQueue::ExecutionQueue()
     : m_context(new QObject)
 {
     m_context->moveToThread(this);
+    // The context goes on its own thread when that ends, whoever ended it.
+    connect(this, &QThread::finished, m_context, &QObject::deleteLater);
     start();
 }
 
 ExecutionQueue::~ExecutionQueue()
 {
-    // The context goes on its own thread, behind everything that was posted to it before.
-    m_context->deleteLater();
     quit();
     wait();
 }
