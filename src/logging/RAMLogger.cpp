@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <vector>
 
 namespace
 {
@@ -182,13 +181,24 @@ bool RAMLogger::stop()
     return true;
 }
 
+// Most values are as they were, so the rest of the work stands apart and this goes into the loop.
+inline void RAMLogger::addSample(RamParameter& objL_parameter, uint32_t u32L_time, const DataValue& objL_value)
+{
+    const RamSample* const objL_last = objL_parameter.last;
+    if (!objL_last || objL_last->time >= u32L_time || !(objL_last->value == objL_value))
+    {
+        addChange(objL_parameter, u32L_time, objL_value);
+    }
+}
+
 bool RAMLogger::log(uint32_t u32L_timestamp, QMap<int32_t, DataValue> objL_values)
 {
     const ListLocker objL_locker(listLock);
     ValueLookup objL_lookup(objL_values);
     for (RamParameter* objL_each = parameterList.get(); objL_each; objL_each = objL_each->next.get())
     {
-        if (const DataValue* objL_value = objL_lookup.find(static_cast<int32_t>(objL_each->id)))
+        const DataValue* const objL_value = objL_lookup.find(static_cast<int32_t>(objL_each->id));
+        if (objL_value)
         {
             addSample(*objL_each, u32L_timestamp, *objL_value);
         }
@@ -201,13 +211,9 @@ bool RAMLogger::log(uint32_t u32L_timestamp, QMap<int32_t, DataValue> objL_value
     return true;
 }
 
-void RAMLogger::addSample(RamParameter& objL_parameter, uint32_t u32L_time, const DataValue& objL_value)
+void RAMLogger::addChange(RamParameter& objL_parameter, uint32_t u32L_time, const DataValue& objL_value)
 {
     const RamSample* const objL_last = objL_parameter.last;
-    if (objL_last && objL_last->time < u32L_time && objL_last->value == objL_value)
-    {
-        return;
-    }
     if (objL_last && objL_last->time >= u32L_time)
     {
         if (objL_last->time - u32L_time < SteppedBack)
@@ -256,6 +262,12 @@ void RAMLogger::updateParameters(QMap<int32_t, Metadata> objL_logParametersConst
 {
     const ListLocker objL_locker(listLock);
     const QMap<int32_t, Metadata>& objL_parameters = objL_logParametersConstrained;
+    // Once a minute the same set comes again: one walk over its keys tells so, and the list stays out of the cache.
+    if (std::equal(objL_parameters.keyBegin(), objL_parameters.keyEnd(), keys.begin(), keys.end()))
+    {
+        return;
+    }
+    keys.assign(objL_parameters.keyBegin(), objL_parameters.keyEnd());
     // The map counts negative ids first, the list last.
     const Keys objL_notNegative = objL_parameters.lowerBound(0);
     Link objL_link = mergeParameters(&parameterList, objL_notNegative, objL_parameters.constEnd());
@@ -302,6 +314,7 @@ void RAMLogger::removeParameter(int32_t id)
     if (*objL_link && (*objL_link)->id == static_cast<uint32_t>(id))
     {
         unlink(objL_link);
+        std::erase(keys, id);
     }
 }
 

@@ -6,6 +6,7 @@
 #include <zemo/Lock.h>
 
 #include <memory>
+#include <vector>
 
 /// The history of every parameter of its set, as step functions whose resolution coarsens with age: one second, then
 /// ten, then a minute, by the limits of LogConfig. Needs no start; accepts values from construction on.
@@ -49,6 +50,7 @@ private:
     using Keys = QMap<int32_t, Metadata>::const_iterator;
 
     static void addSample(RamParameter& objL_parameter, uint32_t u32L_time, const DataValue& objL_value);
+    static void addChange(RamParameter& objL_parameter, uint32_t u32L_time, const DataValue& objL_value);
     static void compactParameter(RamParameter& objL_parameter, uint32_t u32L_now);
     static Link mergeParameters(Link objL_link, Keys objL_begin, Keys objL_end);
     static Link addParameter(Link objL_link, uint32_t u32L_id);
@@ -56,5 +58,6 @@ private:
     void replayRows(Logger* target, uint32_t u32L_from);
 
     std::unique_ptr<RamParameter> parameterList; ///< ascending by id as an unsigned number, no id twice
+    std::vector<int32_t> keys;                   ///< the same ids in the order of a map of parameters
     zemo::threading::Lock listLock;              // rank 2
 };
