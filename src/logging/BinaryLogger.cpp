@@ -14,7 +14,6 @@
 #include <QTextStream>
 #include <QtEndian>
 
-#include <algorithm>
 #include <exception>
 #include <vector>
 
@@ -225,11 +224,28 @@ bool BinaryLogger::startFile(bool continueLog)
     {
         return false;
     }
+    findColumns();
     if (!continueLog || file->size() == 0)
     {
         writeBinaryHead(head());
     }
     return true;
+}
+
+// The parameters stay as they are while the log runs. They are looked through once, and not for every row.
+void BinaryLogger::findColumns()
+{
+    columns.clear();
+    qsizetype iL_offset = BinaryFormat::TimeSize;
+    for (const Metadata& objL_each : std::as_const(parameters))
+    {
+        if (isStored(objL_each.varType))
+        {
+            columns.push_back({objL_each.varId, objL_each.varType, objL_each.varSize, iL_offset});
+            iL_offset += BinaryFormat::valueWidth(objL_each.varSize);
+        }
+    }
+    row.resize(iL_offset);
 }
 
 bool BinaryLogger::stop()
@@ -263,15 +279,10 @@ QByteArray BinaryLogger::head() const
 {
     QByteArray objL_head;
     QDataStream objL_stream(&objL_head, QIODevice::WriteOnly);
-    const auto iL_count = std::count_if(parameters.begin(), parameters.end(),
-                                        [](const Metadata& objL_each) { return isStored(objL_each.varType); });
-    objL_stream << BinaryFormat::Magic << static_cast<qint32>(iL_count);
-    for (const Metadata& objL_each : parameters)
+    objL_stream << BinaryFormat::Magic << static_cast<qint32>(columns.size());
+    for (const Column& objL_column : columns)
     {
-        if (isStored(objL_each.varType))
-        {
-            objL_stream << objL_each.varId << objL_each.varType << objL_each.varSize;
-        }
+        objL_stream << objL_column.varId << objL_column.varType << objL_column.varSize;
     }
     return objL_head;
 }
@@ -309,19 +320,13 @@ bool BinaryLogger::logRow(uint32_t u32L_timestamp, const QMap<int32_t, DataValue
 
 void BinaryLogger::assembleRow(uint32_t u32L_timestamp, const QMap<int32_t, DataValue>& objL_values)
 {
-    row.resize(BinaryFormat::TimeSize);
-    qToBigEndian(u32L_timestamp, row.data());
+    char* const pL_row = row.data();
+    qToBigEndian(u32L_timestamp, pL_row);
     ValueLookup objL_lookup(objL_values);
-    for (const Metadata& objL_each : std::as_const(parameters))
+    for (const Column& objL_column : columns)
     {
-        if (!isStored(objL_each.varType))
-        {
-            continue;
-        }
-        const DataValue* const objL_value = objL_lookup.find(objL_each.varId);
-        const qsizetype iL_offset = row.size();
-        row.resize(iL_offset + BinaryFormat::valueWidth(objL_each.varSize));
-        encode(objL_each.varSize, objL_value ? objL_value->getIntValue() : 0, row.data() + iL_offset);
+        const DataValue* const objL_value = objL_lookup.find(objL_column.varId);
+        encode(objL_column.varSize, objL_value ? objL_value->getIntValue() : 0, pL_row + objL_column.offset);
     }
 }
 

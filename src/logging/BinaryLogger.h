@@ -2,6 +2,8 @@
 
 #include "logging/FileLogger.h"
 
+#include <vector>
+
 /// Writes and reads the compact binary log, ".blf": integers only, a fixed set of columns, one row per logged second.
 class BinaryLogger : public FileLogger
 {
@@ -33,7 +35,16 @@ public slots:
 private:
     static p7zemo_module_t traceModule();
 
+    struct Column
+    {
+        uint16_t varId;
+        uint8_t varType;
+        uint8_t varSize;
+        qsizetype offset; ///< in a row
+    };
+
     bool startFile(bool continueLog);
+    void findColumns();
     bool logRow(uint32_t u32L_timestamp, const QMap<int32_t, DataValue>& objL_values);
     QByteArray head() const;
     void assembleRow(uint32_t u32L_timestamp, const QMap<int32_t, DataValue>& objL_values);
@@ -41,5 +52,6 @@ private:
     uint32_t lastLoggedTime = 0;
     int32_t interval;
     QString baseName;
-    QByteArray row; ///< one buffer for all rows
+    std::vector<Column> columns; ///< of the running log, in the order of a row
+    QByteArray row;              ///< one buffer for all rows
 };
