@@ -677,7 +677,7 @@ TEST_F(LogDaemonCustomUsbLog, ACustomLogRunsAcrossMidnightInOneFile)
     daemon->startCustomUsbLog(1, 1, false);
 
     moveEast();
-    inspector->customLogsTick();
+    daemon->second();
 
     EXPECT_EQ(files(), QStringList("boiler-123456-1.csv"));
 }

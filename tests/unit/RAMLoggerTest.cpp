@@ -11,9 +11,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <functional>
 #include <iterator>
 #include <map>
+#include <memory>
 #include <random>
 #include <thread>
 #include <vector>
@@ -508,6 +510,19 @@ TEST_F(RAMLoggerTest, RemoveParameterDropsItWithItsSamples)
     EXPECT_EQ(Inspector::ids(ram), (std::vector<uint32_t>{2}));
     EXPECT_EQ(Inspector::samples(ram, 2), (Samples{{101, 6}}));
     EXPECT_FALSE(Inspector::isLocked(ram));
+}
+
+TEST_F(RAMLoggerTest, ARemovedParameterComesBackEmptyWithTheNextSet)
+{
+    ram.updateParameters(keys({-1, 1, 2}));
+    ram.log(101, row({{-1, 3}, {1, 5}, {2, 6}}));
+    ram.removeParameter(1);
+
+    ram.updateParameters(keys({-1, 1, 2}));
+
+    EXPECT_EQ(Inspector::ids(ram), (std::vector<uint32_t>{1, 2, 0xffffffffU}));
+    EXPECT_EQ(Inspector::samples(ram, 1), Samples{});
+    EXPECT_EQ(Inspector::samples(ram, 2), (Samples{{101, 6}}));
 }
 
 TEST_F(RAMLoggerTest, RemoveParameterOfAnUnknownIdChangesNothing)
@@ -1010,6 +1025,38 @@ TEST_F(RAMLoggerTest, AReplayHoldsTheLockForItsRowsAndReleasesItBeforeTheFlush)
     ram.replayTo(&target, at(0), false);
 
     EXPECT_EQ(locked, (std::vector<bool>{true, false}));
+}
+
+TEST_F(RAMLoggerTest, ADestructionWaitsForTheReplayThatIsUnderWay)
+{
+    auto doomed = std::make_unique<RAMLogger>(nullptr);
+    doomed->updateParameters(keys({1}));
+    doomed->log(static_cast<uint32_t>(QDateTime::currentSecsSinceEpoch() - 10), row({{1, 5}}));
+    RecordingLogger target;
+    std::atomic<bool> destroyed = false;
+    std::thread destruction;
+    std::vector<bool> seen;
+    target.onLog = [&]
+    {
+        if (!destruction.joinable())
+        {
+            destruction = std::thread(
+                [&]
+                {
+                    doomed.reset();
+                    destroyed = true;
+                });
+            // Time enough for a destructor that doesn't wait.
+            QThread::msleep(200);
+            seen.push_back(destroyed);
+        }
+    };
+
+    doomed->replayTo(&target, at(0), false);
+    destruction.join();
+
+    EXPECT_EQ(seen, (std::vector<bool>{false}));
+    EXPECT_TRUE(destroyed);
 }
 
 /// Tells whether the list is locked when somebody connects.
