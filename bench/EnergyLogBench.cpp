@@ -1,4 +1,5 @@
 #include "Baseline.h"
+#include "Measured.h"
 
 #include "LogDaemon.h"
 #include "energylog/energylogdb.h"
@@ -118,7 +119,7 @@ void fillBare(QSqlDatabase& database, const QList<zemo::data::EnergyLogEntry>& e
 void batchOurs(benchmark::State& state)
 {
     const auto entries = year();
-    for (auto _ : state)
+    for (auto _ : Measured(state))
     {
         openedLog().addHourlyEntries(entries);
     }
@@ -128,7 +129,7 @@ void batchBaseline(benchmark::State& state)
 {
     const auto entries = year();
     QSqlDatabase database = bareDatabase();
-    for (auto _ : state)
+    for (auto _ : Measured(state))
     {
         fillBare(database, entries);
     }
@@ -137,7 +138,7 @@ void batchBaseline(benchmark::State& state)
 void readOurs(benchmark::State& state)
 {
     openedLog().addHourlyEntries(year());
-    for (auto _ : state)
+    for (auto _ : Measured(state))
     {
         benchmark::DoNotOptimize(openedLog().getHourly(2000, 1, 1, 0, 2100, 1, 1, 0));
     }
@@ -147,7 +148,7 @@ void readBaseline(benchmark::State& state)
 {
     QSqlDatabase database = bareDatabase();
     fillBare(database, year());
-    for (auto _ : state)
+    for (auto _ : Measured(state))
     {
         QSqlQuery query(database);
         query.setForwardOnly(true);
@@ -181,7 +182,7 @@ void exportOurs(benchmark::State& state)
     openedLog().addHourlyEntries(year());
     const QList<QString> headers(Columns, QStringLiteral("Energy"));
     const QTemporaryDir folder(QStringLiteral("/var/zemo/var/bench-XXXXXX"));
-    for (auto _ : state)
+    for (auto _ : Measured(state))
     {
         QFile file(folder.filePath(QStringLiteral("export.csv")));
         file.open(QIODevice::WriteOnly);
@@ -195,7 +196,7 @@ void exportBaseline(benchmark::State& state)
     QSqlDatabase database = bareDatabase();
     fillBare(database, year());
     const QTemporaryDir folder(QStringLiteral("/var/zemo/var/bench-XXXXXX"));
-    for (auto _ : state)
+    for (auto _ : Measured(state))
     {
         baseline::TableFile file(folder.filePath(QStringLiteral("export.csv")).toStdString(), Columns);
         QSqlQuery query(database);
@@ -216,9 +217,21 @@ void exportBaseline(benchmark::State& state)
 
 } // namespace
 
-BENCHMARK(batchOurs)->Name("energy_batch/ours/8784")->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(batchBaseline)->Name("energy_batch/baseline/8784")->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(readOurs)->Name("energy_read/ours/8784")->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(readBaseline)->Name("energy_read/baseline/8784")->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(exportOurs)->Name("energy_export/ours/8784")->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(exportBaseline)->Name("energy_export/baseline/8784")->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(batchOurs)->Name("energy_batch/ours/8784")->Unit(benchmark::kMillisecond)->UseRealTime()->Apply(countable);
+BENCHMARK(batchBaseline)
+    ->Name("energy_batch/baseline/8784")
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Apply(countable);
+BENCHMARK(readOurs)->Name("energy_read/ours/8784")->Unit(benchmark::kMillisecond)->UseRealTime()->Apply(countable);
+BENCHMARK(readBaseline)
+    ->Name("energy_read/baseline/8784")
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Apply(countable);
+BENCHMARK(exportOurs)->Name("energy_export/ours/8784")->Unit(benchmark::kMillisecond)->UseRealTime()->Apply(countable);
+BENCHMARK(exportBaseline)
+    ->Name("energy_export/baseline/8784")
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Apply(countable);

@@ -1,6 +1,7 @@
 #include "Baseline.h"
 #include "Data.h"
 #include "FakePlatform.h"
+#include "Measured.h"
 
 #include "logging/BinaryFormat.h"
 #include "logging/BinaryLogger.h"
@@ -69,15 +70,15 @@ template <class FileLoggerType> void rowOurs(benchmark::State& state)
         samples.push_back(data.sample(i));
     }
     uint32_t step = 0;
-    for (auto _ : state)
+    for (auto _ : Measured(state))
     {
         logger->log(Start + step, samples[step % Samples]);
         if (++step % RowsInAFile == 0)
         {
-            state.PauseTiming();
+            pause(state);
             logger->stop();
             logger = makeLogger<FileLoggerType>(folder, data);
-            state.ResumeTiming();
+            resume(state);
         }
     }
     logger->stop();
@@ -98,14 +99,14 @@ void rowBaseline(benchmark::State& state)
         samples.push_back(data.numbers(i));
     }
     uint32_t step = 0;
-    for (auto _ : state)
+    for (auto _ : Measured(state))
     {
         Write(*file, Start + step, samples[step % Samples], layout);
         if (++step % RowsInAFile == 0)
         {
-            state.PauseTiming();
+            pause(state);
             file = std::make_unique<baseline::RowFile>(path);
-            state.ResumeTiming();
+            resume(state);
         }
     }
     state.SetItemsProcessed(state.iterations() * state.range(0));
@@ -133,11 +134,11 @@ void snapshotOurs(benchmark::State& state)
     {
         history.log(time, data.sample(step++));
     }
-    for (auto _ : state)
+    for (auto _ : Measured(state))
     {
-        state.PauseTiming();
+        pause(state);
         auto logger = makeLogger<CSVLogger>(folder, data);
-        state.ResumeTiming();
+        resume(state);
         history.replayTo(logger.get(), QDateTime::fromSecsSinceEpoch(0), false);
         logger->stop();
     }
@@ -155,7 +156,7 @@ void snapshotBaseline(benchmark::State& state)
     {
         rows.push_back(data.numbers(i));
     }
-    for (auto _ : state)
+    for (auto _ : Measured(state))
     {
         baseline::RowFile file(folder.filePath(QStringLiteral("baseline")).toStdString());
         for (size_t i = 0; i < times.size(); ++i)
@@ -186,16 +187,16 @@ void readOurs(benchmark::State& state)
     FakePlatform::instance().metadata = data.metadata();
     const QTemporaryDir folder(folderPattern());
     const QString source = binaryLog(folder, data);
-    for (auto _ : state)
+    for (auto _ : Measured(state))
     {
         CSVLogger target(folder.path(), 1, nullptr);
         BinaryLogger::read(source, &target);
-        state.PauseTiming();
+        pause(state);
         for (const QString& name : QDir(folder.path()).entryList({QStringLiteral("*.csv")}))
         {
             QFile::remove(folder.filePath(name));
         }
-        state.ResumeTiming();
+        resume(state);
     }
     state.SetItemsProcessed(state.iterations() * RowsToConvert);
 }
@@ -208,7 +209,7 @@ void readBaseline(benchmark::State& state)
     const std::string source = binaryLog(folder, data).toStdString();
     const size_t headSize =
         BinaryFormat::HeadSize + BinaryFormat::TableEntrySize * static_cast<size_t>(data.parameters());
-    for (auto _ : state)
+    for (auto _ : Measured(state))
     {
         baseline::binaryToText(source, folder.filePath(QStringLiteral("out")).toStdString(), layout.widths,
                                layout.isUnsigned, layout.decimals, headSize);
@@ -218,11 +219,34 @@ void readBaseline(benchmark::State& state)
 
 } // namespace
 
-BENCHMARK(rowOurs<CSVLogger>)->Name("csv_row/ours")->Arg(10)->Arg(101)->Arg(1000)->Arg(10000);
-BENCHMARK(rowBaseline<writeText>)->Name("csv_row/baseline")->Arg(10)->Arg(101)->Arg(1000)->Arg(10000);
-BENCHMARK(rowOurs<BinaryLogger>)->Name("binary_row/ours")->Arg(10)->Arg(101)->Arg(1000)->Arg(10000);
-BENCHMARK(rowBaseline<writeBinary>)->Name("binary_row/baseline")->Arg(10)->Arg(101)->Arg(1000)->Arg(10000);
-BENCHMARK(snapshotOurs)->Name("snapshot_to_csv/ours")->Arg(10)->Arg(101)->Unit(benchmark::kMillisecond);
-BENCHMARK(snapshotBaseline)->Name("snapshot_to_csv/baseline")->Arg(10)->Arg(101)->Unit(benchmark::kMillisecond);
-BENCHMARK(readOurs)->Name("binary_to_csv/ours")->Arg(10)->Arg(101)->Unit(benchmark::kMillisecond);
-BENCHMARK(readBaseline)->Name("binary_to_csv/baseline")->Arg(10)->Arg(101)->Unit(benchmark::kMillisecond);
+BENCHMARK(rowOurs<CSVLogger>)->Name("csv_row/ours")->Arg(10)->Arg(101)->Arg(1000)->Arg(10000)->Apply(countable);
+BENCHMARK(rowBaseline<writeText>)->Name("csv_row/baseline")->Arg(10)->Arg(101)->Arg(1000)->Arg(10000)->Apply(countable);
+BENCHMARK(rowOurs<BinaryLogger>)->Name("binary_row/ours")->Arg(10)->Arg(101)->Arg(1000)->Arg(10000)->Apply(countable);
+BENCHMARK(rowBaseline<writeBinary>)
+    ->Name("binary_row/baseline")
+    ->Arg(10)
+    ->Arg(101)
+    ->Arg(1000)
+    ->Arg(10000)
+    ->Apply(countable);
+BENCHMARK(snapshotOurs)
+    ->Name("snapshot_to_csv/ours")
+    ->Arg(10)
+    ->Arg(101)
+    ->Arg(1000)
+    ->Unit(benchmark::kMillisecond)
+    ->Apply(countable);
+BENCHMARK(snapshotBaseline)
+    ->Name("snapshot_to_csv/baseline")
+    ->Arg(10)
+    ->Arg(101)
+    ->Arg(1000)
+    ->Unit(benchmark::kMillisecond)
+    ->Apply(countable);
+BENCHMARK(readOurs)->Name("binary_to_csv/ours")->Arg(10)->Arg(101)->Unit(benchmark::kMillisecond)->Apply(countable);
+BENCHMARK(readBaseline)
+    ->Name("binary_to_csv/baseline")
+    ->Arg(10)
+    ->Arg(101)
+    ->Unit(benchmark::kMillisecond)
+    ->Apply(countable);

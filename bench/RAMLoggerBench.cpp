@@ -1,5 +1,6 @@
 #include "Baseline.h"
 #include "Data.h"
+#include "Measured.h"
 
 #include "logging/RAMLogger.h"
 
@@ -49,24 +50,38 @@ uint32_t roundsFor(int64_t parameters)
     return static_cast<uint32_t>(std::max<int64_t>(64, 1000000 / parameters));
 }
 
+// A history that knows each parameter already.
+std::unique_ptr<RAMLogger> begunLogger(const Data& data, const QMap<int32_t, DataValue>& first)
+{
+    auto logger = std::make_unique<RAMLogger>(nullptr);
+    logger->updateParameters(data.metadata());
+    logger->log(unthinned(0), first);
+    return logger;
+}
+
+std::unique_ptr<baseline::History> begunHistory(const Data& data, const std::vector<int64_t>& first)
+{
+    auto history = std::make_unique<baseline::History>(data.parameters());
+    history->log(unthinned(0), first.data());
+    return history;
+}
+
 void logOurs(benchmark::State& state, double changing)
 {
     const Data data(static_cast<int>(state.range(0)), changing);
     const auto samples = readySamples(data);
     const uint32_t rounds = roundsFor(state.range(0));
-    auto logger = std::make_unique<RAMLogger>(nullptr);
-    logger->updateParameters(data.metadata());
-    uint32_t step = 0;
-    for (auto _ : state)
+    auto logger = begunLogger(data, samples[0]);
+    uint32_t step = 1;
+    for (auto _ : Measured(state))
     {
         logger->log(unthinned(step), samples[step % Samples]);
         if (++step % rounds == 0)
         {
-            state.PauseTiming();
-            step = 0;
-            logger = std::make_unique<RAMLogger>(nullptr);
-            logger->updateParameters(data.metadata());
-            state.ResumeTiming();
+            pause(state);
+            logger = begunLogger(data, samples[0]);
+            step = 1;
+            resume(state);
         }
     }
     state.SetItemsProcessed(state.iterations() * state.range(0));
@@ -77,17 +92,17 @@ void logBaseline(benchmark::State& state, double changing)
     const Data data(static_cast<int>(state.range(0)), changing);
     const auto samples = readyNumbers(data);
     const uint32_t rounds = roundsFor(state.range(0));
-    auto history = std::make_unique<baseline::History>(data.parameters());
-    uint32_t step = 0;
-    for (auto _ : state)
+    auto history = begunHistory(data, samples[0]);
+    uint32_t step = 1;
+    for (auto _ : Measured(state))
     {
         history->log(unthinned(step), samples[step % Samples].data());
         if (++step % rounds == 0)
         {
-            state.PauseTiming();
-            step = 0;
-            history = std::make_unique<baseline::History>(data.parameters());
-            state.ResumeTiming();
+            pause(state);
+            history = begunHistory(data, samples[0]);
+            step = 1;
+            resume(state);
         }
     }
     state.SetItemsProcessed(state.iterations() * state.range(0));
@@ -107,7 +122,7 @@ void thinOurs(benchmark::State& state)
     }
     const auto last = data.sample(step);
     logger.log(now, last);
-    for (auto _ : state)
+    for (auto _ : Measured(state))
     {
         // The same moment again: nothing is stored, and the walk finds everything on its grid.
         logger.log(now, last);
@@ -124,7 +139,7 @@ void thinBaseline(benchmark::State& state)
     {
         history.log(time, data.numbers(step++).data());
     }
-    for (auto _ : state)
+    for (auto _ : Measured(state))
     {
         benchmark::DoNotOptimize(history.walk());
     }
@@ -136,7 +151,7 @@ void updateUnchangedOurs(benchmark::State& state)
     const auto metadata = Data(static_cast<int>(state.range(0)), 1).metadata();
     RAMLogger logger(nullptr);
     logger.updateParameters(metadata);
-    for (auto _ : state)
+    for (auto _ : Measured(state))
     {
         logger.updateParameters(metadata);
     }
@@ -146,15 +161,15 @@ void updateUnchangedOurs(benchmark::State& state)
 void updateNewOurs(benchmark::State& state)
 {
     const auto metadata = Data(static_cast<int>(state.range(0)), 1).metadata();
-    for (auto _ : state)
+    for (auto _ : Measured(state))
     {
-        state.PauseTiming();
+        pause(state);
         RAMLogger logger(nullptr);
-        state.ResumeTiming();
+        resume(state);
         logger.updateParameters(metadata);
-        state.PauseTiming();
+        pause(state);
         logger.updateParameters({});
-        state.ResumeTiming();
+        resume(state);
     }
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
@@ -173,7 +188,7 @@ void updateUnchangedBaseline(benchmark::State& state)
 {
     const auto have = ids(state.range(0));
     const auto want = have;
-    for (auto _ : state)
+    for (auto _ : Measured(state))
     {
         benchmark::DoNotOptimize(baseline::merge(have, want));
     }
@@ -189,7 +204,7 @@ void updateUnchangedRecords(benchmark::State& state)
         have.push_back({id, {}});
     }
     const auto want = have;
-    for (auto _ : state)
+    for (auto _ : Measured(state))
     {
         benchmark::DoNotOptimize(baseline::merge(have, want));
     }
@@ -199,7 +214,7 @@ void updateUnchangedRecords(benchmark::State& state)
 void updateNewBaseline(benchmark::State& state)
 {
     const auto want = ids(state.range(0));
-    for (auto _ : state)
+    for (auto _ : Measured(state))
     {
         std::vector<std::unique_ptr<baseline::Node>> made;
         benchmark::DoNotOptimize(baseline::merge({}, want));
@@ -208,9 +223,9 @@ void updateNewBaseline(benchmark::State& state)
             made.push_back(std::make_unique<baseline::Node>());
         }
         benchmark::DoNotOptimize(made.data());
-        state.PauseTiming();
+        pause(state);
         made.clear();
-        state.ResumeTiming();
+        resume(state);
     }
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
@@ -255,7 +270,7 @@ void replayOurs(benchmark::State& state)
         logger.log(time, data.sample(step++));
     }
     Counter counter;
-    for (auto _ : state)
+    for (auto _ : Measured(state))
     {
         logger.replayTo(&counter, QDateTime::fromSecsSinceEpoch(0), false);
     }
@@ -264,17 +279,71 @@ void replayOurs(benchmark::State& state)
 
 } // namespace
 
-BENCHMARK_CAPTURE(logOurs, changing, 1.0)->Name("log_changed/ours")->Arg(10)->Arg(101)->Arg(1000)->Arg(10000);
-BENCHMARK_CAPTURE(logBaseline, changing, 1.0)->Name("log_changed/baseline")->Arg(10)->Arg(101)->Arg(1000)->Arg(10000);
-BENCHMARK_CAPTURE(logOurs, mostly, 0.65)->Name("log_65_percent/ours")->Arg(10)->Arg(101)->Arg(1000)->Arg(10000);
-BENCHMARK_CAPTURE(logBaseline, mostly, 0.65)->Name("log_65_percent/baseline")->Arg(10)->Arg(101)->Arg(1000)->Arg(10000);
-BENCHMARK_CAPTURE(logOurs, same, 0.0)->Name("log_unchanged/ours")->Arg(10)->Arg(101)->Arg(1000)->Arg(10000);
-BENCHMARK_CAPTURE(logBaseline, same, 0.0)->Name("log_unchanged/baseline")->Arg(10)->Arg(101)->Arg(1000)->Arg(10000);
-BENCHMARK(thinOurs)->Name("thin_full_history/ours")->Arg(10)->Arg(101)->Arg(1000);
-BENCHMARK(thinBaseline)->Name("thin_full_history/baseline")->Arg(10)->Arg(101)->Arg(1000);
-BENCHMARK(updateUnchangedOurs)->Name("update_unchanged/ours")->Arg(10)->Arg(101)->Arg(1000)->Arg(10000);
-BENCHMARK(updateUnchangedBaseline)->Name("update_unchanged/baseline")->Arg(10)->Arg(101)->Arg(1000)->Arg(10000);
-BENCHMARK(updateUnchangedRecords)->Name("update_unchanged/records")->Arg(10)->Arg(101)->Arg(1000)->Arg(10000);
-BENCHMARK(updateNewOurs)->Name("update_new/ours")->Arg(10)->Arg(101)->Arg(1000)->Arg(10000);
-BENCHMARK(updateNewBaseline)->Name("update_new/baseline")->Arg(10)->Arg(101)->Arg(1000)->Arg(10000);
-BENCHMARK(replayOurs)->Name("replay_to_nothing/ours")->Arg(10)->Arg(101)->Arg(1000);
+BENCHMARK_CAPTURE(logOurs, changing, 1.0)
+    ->Name("log_changed/ours")
+    ->Arg(10)
+    ->Arg(101)
+    ->Arg(1000)
+    ->Arg(10000)
+    ->Apply(countable);
+BENCHMARK_CAPTURE(logBaseline, changing, 1.0)
+    ->Name("log_changed/baseline")
+    ->Arg(10)
+    ->Arg(101)
+    ->Arg(1000)
+    ->Arg(10000)
+    ->Apply(countable);
+BENCHMARK_CAPTURE(logOurs, mostly, 0.65)
+    ->Name("log_65_percent/ours")
+    ->Arg(10)
+    ->Arg(101)
+    ->Arg(1000)
+    ->Arg(10000)
+    ->Apply(countable);
+BENCHMARK_CAPTURE(logBaseline, mostly, 0.65)
+    ->Name("log_65_percent/baseline")
+    ->Arg(10)
+    ->Arg(101)
+    ->Arg(1000)
+    ->Arg(10000)
+    ->Apply(countable);
+BENCHMARK_CAPTURE(logOurs, same, 0.0)
+    ->Name("log_unchanged/ours")
+    ->Arg(10)
+    ->Arg(101)
+    ->Arg(1000)
+    ->Arg(10000)
+    ->Apply(countable);
+BENCHMARK_CAPTURE(logBaseline, same, 0.0)
+    ->Name("log_unchanged/baseline")
+    ->Arg(10)
+    ->Arg(101)
+    ->Arg(1000)
+    ->Arg(10000)
+    ->Apply(countable);
+BENCHMARK(thinOurs)->Name("thin_full_history/ours")->Arg(10)->Arg(101)->Arg(1000)->Apply(countable);
+BENCHMARK(thinBaseline)->Name("thin_full_history/baseline")->Arg(10)->Arg(101)->Arg(1000)->Apply(countable);
+BENCHMARK(updateUnchangedOurs)
+    ->Name("update_unchanged/ours")
+    ->Arg(10)
+    ->Arg(101)
+    ->Arg(1000)
+    ->Arg(10000)
+    ->Apply(countable);
+BENCHMARK(updateUnchangedBaseline)
+    ->Name("update_unchanged/baseline")
+    ->Arg(10)
+    ->Arg(101)
+    ->Arg(1000)
+    ->Arg(10000)
+    ->Apply(countable);
+BENCHMARK(updateUnchangedRecords)
+    ->Name("update_unchanged/records")
+    ->Arg(10)
+    ->Arg(101)
+    ->Arg(1000)
+    ->Arg(10000)
+    ->Apply(countable);
+BENCHMARK(updateNewOurs)->Name("update_new/ours")->Arg(10)->Arg(101)->Arg(1000)->Arg(10000)->Apply(countable);
+BENCHMARK(updateNewBaseline)->Name("update_new/baseline")->Arg(10)->Arg(101)->Arg(1000)->Arg(10000)->Apply(countable);
+BENCHMARK(replayOurs)->Name("replay_to_nothing/ours")->Arg(10)->Arg(101)->Arg(1000)->Apply(countable);
