@@ -36,11 +36,13 @@ public:
         {
             throw std::runtime_error("cannot write the command");
         }
-        script.write(QStringLiteral("#!/bin/sh\n"
-                                    "echo open: $(readlink /proc/%1/fd/* | grep -o 'energylog_[a-z]*' | sort) >> %2\n")
-                         .arg(getpid())
-                         .arg(log())
-                         .toUtf8());
+        script.write(
+            QStringLiteral(
+                "#!/bin/sh\n"
+                "echo open: $(find /proc/%1/fd -type l -printf '%l\\n' | grep -o 'energylog_[a-z]*' | sort) >> %2\n")
+                .arg(getpid())
+                .arg(log())
+                .toUtf8());
         script.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
         qputenv("PATH", m_folder.path().toUtf8() + ':' + m_path);
     }
