@@ -1,10 +1,10 @@
 #include "Call.h"
 
+#include "Bus.h"
 #include "Trace.h"
 
 #include <wire/Names.h>
 
-#include <QDBusConnection>
 #include <QMutex>
 #include <QSet>
 
@@ -93,7 +93,7 @@ QDBusMessage request(const char* operation, const QVariantList& arguments)
 QDBusMessage send(const QDBusMessage& request, Patience patience)
 {
     wire::registerTypes();
-    return QDBusConnection::systemBus().call(request, QDBus::Block, static_cast<int>(patience.count()));
+    return bus().call(request, QDBus::Block, static_cast<int>(patience.count()));
 }
 
 void noteOutcome(const char* operation, const QDBusError& error)

@@ -1,11 +1,11 @@
 #include "DriveWatcher.h"
 
+#include "Bus.h"
 #include "Call.h"
 #include "PlatformSignal.h"
 
 #include <wire/Names.h>
 
-#include <QDBusConnection>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 
@@ -21,7 +21,7 @@ constexpr std::chrono::seconds retryInterval(1);
 
 DriveWatcher::DriveWatcher(QObject* parent)
     : QObject(parent)
-    , m_service(wire::serviceName, QDBusConnection::systemBus(), QDBusServiceWatcher::WatchForRegistration)
+    , m_service(wire::serviceName, bus(), QDBusServiceWatcher::WatchForRegistration)
 {
     connect(new PlatformSignal("driveInserted", "s", this), &PlatformSignal::received, this,
             [this](const QVariant& path) { noteInserted(path.toString()); });
@@ -39,7 +39,7 @@ DriveWatcher::DriveWatcher(QObject* parent)
 // for.
 void DriveWatcher::askForDrives(Answer answer)
 {
-    const QDBusPendingCall call = QDBusConnection::systemBus().asyncCall(request("getUsbDrives", {}));
+    const QDBusPendingCall call = bus().asyncCall(request("getUsbDrives", {}));
     auto* pending = new QDBusPendingCallWatcher(call, this);
     connect(pending, &QDBusPendingCallWatcher::finished, this,
             [this, answer, pending]

@@ -1,10 +1,9 @@
 #include "PlatformSignal.h"
 
+#include "Bus.h"
 #include "Call.h"
 
 #include <wire/Names.h>
-
-#include <QDBusConnection>
 
 namespace zemo::clients
 {
@@ -26,8 +25,8 @@ QString serviceOwner()
 PlatformSignal::PlatformSignal(const char* name, const char* signature, QObject* parent)
     : QObject(parent)
 {
-    QDBusConnection::systemBus().connect(QString(), wire::objectPath, wire::interfaceName, QString::fromLatin1(name),
-                                         QString::fromLatin1(signature), this, SLOT(check(QDBusMessage)));
+    bus().connect(QString(), wire::objectPath, wire::interfaceName, QString::fromLatin1(name),
+                  QString::fromLatin1(signature), this, SLOT(check(QDBusMessage)));
 }
 
 void PlatformSignal::check(const QDBusMessage& message)

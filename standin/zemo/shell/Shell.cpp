@@ -1,6 +1,7 @@
 #include "Shell.h"
 
 #include "Trace.h"
+#include "clients/Bus.h"
 
 #include <zemo/AlarmsClient.h>
 #include <zemo/MenusClient.h>
@@ -13,6 +14,17 @@
 
 namespace zemo::shell
 {
+
+namespace
+{
+
+void watch(QDBusConnection bus, Shell* shell)
+{
+    bus.connect(QString(), QStringLiteral("/org/freedesktop/DBus/Local"), QStringLiteral("org.freedesktop.DBus.Local"),
+                QStringLiteral("Disconnected"), shell, SLOT(busLost()));
+}
+
+} // namespace
 
 Shell::Shell(QCoreApplication* application)
     : QObject(application)
@@ -29,9 +41,9 @@ Shell::~Shell()
 void Shell::startClients()
 {
     wire::registerTypes();
-    QDBusConnection::systemBus().connect(QString(), QStringLiteral("/org/freedesktop/DBus/Local"),
-                                         QStringLiteral("org.freedesktop.DBus.Local"), QStringLiteral("Disconnected"),
-                                         this, SLOT(busLost()));
+    m_gate = gate::BusGate::open();
+    watch(QDBusConnection::systemBus(), this);
+    watch(clients::bus(), this);
     m_dataManagement = std::make_unique<data::DataManagementClient>();
     data::DataManagementClient::instance = m_dataManagement.get();
     // These hold nothing and stay until the process ends: export threads that nobody joins may be inside one of them.
@@ -45,12 +57,16 @@ void Shell::startClients()
     system::AlarmsClient::instance = &alarms;
 }
 
-// A lost connection never comes back, and with it every client and the daemon's own name are gone: only a new process
+// A lost connection never comes back, and with it every client or the daemon's own name is gone: only a new process
 // helps, and the exit code asks the service manager for one.
 void Shell::busLost()
 {
-    ZEMO_LIBRARY_TRACE(5, "The system bus is gone");
-    QCoreApplication::exit(1);
+    if (!m_busLost)
+    {
+        m_busLost = true;
+        ZEMO_LIBRARY_TRACE(5, "The system bus is gone");
+        QCoreApplication::exit(1);
+    }
 }
 
 } // namespace zemo::shell

@@ -2,6 +2,7 @@
 
 #include "EndSignals.h"
 #include "QtMessages.h"
+#include "gate/BusGate.h"
 
 #include <zemo/DataManagementClient.h>
 
@@ -30,7 +31,9 @@ private slots:
 private:
     QtMessages m_qtMessages;
     EndSignals m_endSignals;
+    std::unique_ptr<gate::BusGate> m_gate;
     std::unique_ptr<data::DataManagementClient> m_dataManagement;
+    bool m_busLost = false;
 };
 
 } // namespace zemo::shell
