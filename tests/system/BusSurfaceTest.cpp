@@ -1,6 +1,7 @@
 #include "SmallPlatform.h"
 #include "SystemTest.h"
 
+#include <QDBusUnixFileDescriptor>
 #include <QDir>
 #include <QXmlStreamReader>
 
@@ -98,6 +99,19 @@ TEST_F(BusSurface, ArgumentsOfTheWrongTypeAreRefusedByTheBusLayer)
     QDBusMessage call =
         QDBusMessage::createMethodCall("com.tarn.zemo.logd", "/Logging", "com.tarn.zemo.logd", "startLogUsb");
     call.setArguments({QStringLiteral("one"), false, QStringLiteral("default")});
+
+    const QDBusMessage reply = rig.bus.connection().call(call);
+
+    EXPECT_EQ(reply.type(), QDBusMessage::ErrorMessage);
+    EXPECT_EQ(rig.logd().isUsbLogActive().value(), false);
+}
+
+TEST_F(BusSurface, ACallWithADescriptorIsRefusedAndTheDaemonGoesOn)
+{
+    ASSERT_TRUE(rig.start());
+    QDBusMessage call =
+        QDBusMessage::createMethodCall("com.tarn.zemo.logd", "/Logging", "com.tarn.zemo.logd", "saveChangeLogToUsb");
+    call.setArguments({QVariant::fromValue(QDBusUnixFileDescriptor(0))});
 
     const QDBusMessage reply = rig.bus.connection().call(call);
 

@@ -75,6 +75,11 @@ QStringList ChildProcess::errorLines() const
     return errors;
 }
 
+void ChildProcess::forgetErrorLines()
+{
+    errors.clear();
+}
+
 void ChildProcess::readErrors()
 {
     unfinishedError += process.readAllStandardError();

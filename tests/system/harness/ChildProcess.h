@@ -37,6 +37,9 @@ public:
     QStringList outputLines() const;
     QStringList errorLines() const;
 
+    /// Drops the lines of standard error up to now, for runs that write more than memory should hold.
+    void forgetErrorLines();
+
 signals:
     /// A complete line of standard error, without its end.
     void errorLine(const QString& line);

@@ -108,6 +108,11 @@ QStringList Daemon::errorLines() const
     return process.errorLines();
 }
 
+void Daemon::forgetTrace()
+{
+    process.forgetErrorLines();
+}
+
 QString Daemon::pidFile() const
 {
     return scratch.root() + QLatin1String("/run/pid-") + runName;

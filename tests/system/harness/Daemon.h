@@ -57,6 +57,9 @@ public:
     /// Standard error as it came.
     QStringList errorLines() const;
 
+    /// Drops what it has written up to now, for runs that write more than memory should hold.
+    void forgetTrace();
+
 private:
     QString pidFile() const;
     QStringList arguments(const QString& busAddress) const;
