@@ -6,6 +6,7 @@
 
 #include <QCoreApplication>
 #include <QDBusMessage>
+#include <QDBusPendingCall>
 #include <QDBusServiceWatcher>
 #include <QDir>
 #include <QElapsedTimer>
@@ -253,43 +254,112 @@ QProcessEnvironment withClock(QProcessEnvironment environment, const QString& cl
     return environment;
 }
 
-// As many samples as a full history has, all in the zone of one second: three days would take too long even with a
-// quick clock. The platform's clock runs quicker still, so that every tick finds new values.
-void measureResidentFullHistory()
+// A daemon with as many samples as a full history has, all in the zone of one second: three days would take too long
+// even with a quick clock. The platform's clock runs quicker still, so that every tick finds new values.
+class FullHistory
 {
-    constexpr uint Samples = 5161;
-    writeAll("/etc/zemologd.conf", "[ram]\ninterval-minute=259200\ninterval-10sec=259200\ninterval-1sec=259200\n");
-    PrivateBus bus;
-    ChildProcess platform;
-    if (!bus.start(workFolder))
+public:
+    FullHistory()
     {
-        qFatal("no bus");
+        writeAll(Configuration, "[ram]\ninterval-minute=259200\ninterval-10sec=259200\ninterval-1sec=259200\n");
+        if (!bus.start(workFolder))
+        {
+            qFatal("no bus");
+        }
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), bus.address());
+        begin(platform, QStringLiteral(ZEMO_PLATFORMD), {"--scenario", scenario(Parameters, true)},
+              withClock(environment, "@2026-01-01 00:00:00 x5000"));
+        begin(bare, bareProgram, {QStringLiteral("loaded")}, withClock(environment, "@2026-01-01 00:00:00 x1"));
+        begin(daemon, daemonProgram, {}, withClock(environment, "@2026-01-01 00:00:00 x100"));
+        while (samples() < Samples && daemon.isRunning())
+        {
+            pass(100);
+        }
     }
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), bus.address());
-    begin(platform, QStringLiteral(ZEMO_PLATFORMD), {"--scenario", scenario(Parameters, true)},
-          withClock(environment, "@2026-01-01 00:00:00 x5000"));
-    ChildProcess bare;
-    begin(bare, bareProgram, {QStringLiteral("loaded")}, withClock(environment, "@2026-01-01 00:00:00 x1"));
-    ChildProcess daemon;
-    begin(daemon, daemonProgram, {}, withClock(environment, "@2026-01-01 00:00:00 x100"));
-    const auto calls = [&bus]
+
+    ~FullHistory()
+    {
+        QFile::remove(Configuration);
+    }
+
+    FullHistory(const FullHistory&) = delete;
+    FullHistory& operator=(const FullHistory&) = delete;
+
+    /// Ticks so far, each of which stored a sample of every parameter.
+    uint samples() const
+    {
+        return control(QStringLiteral("callCount"), {QStringLiteral("getValues")}).arguments().value(0).toUInt();
+    }
+
+    QDBusMessage control(const QString& method, const QVariantList& arguments) const
     {
         QDBusMessage request = QDBusMessage::createMethodCall("com.tarn.zemo.platform", "/Control",
-                                                              "com.tarn.zemo.platform.Control", "callCount");
-        request.setArguments({QStringLiteral("getValues")});
-        return bus.connection().call(request).arguments().value(0).toUInt();
-    };
-    uint count = 0;
-    while ((count = calls()) < Samples && daemon.isRunning())
-    {
-        pass(100);
+                                                              "com.tarn.zemo.platform.Control", method);
+        request.setArguments(arguments);
+        return bus.connection().call(request);
     }
-    const double samples = static_cast<double>(count) * Parameters;
-    note("resident_full_history", "ours", Parameters, residentMebibytes(daemon.processId()), "MiB");
+
+    PrivateBus bus;
+    ChildProcess platform;
+    ChildProcess bare;
+    ChildProcess daemon;
+
+private:
+    static constexpr uint Samples = 5161;
+    static constexpr const char* Configuration = "/etc/zemologd.conf";
+};
+
+void measureResidentFullHistory()
+{
+    const FullHistory history;
+    const double samples = static_cast<double>(history.samples()) * Parameters;
+    note("resident_full_history", "ours", Parameters, residentMebibytes(history.daemon.processId()), "MiB");
     note("resident_full_history", "baseline", Parameters,
-         residentMebibytes(bare.processId()) + samples * 64 / 1024 / 1024, "MiB");
-    QFile::remove("/etc/zemologd.conf");
+         residentMebibytes(history.bare.processId()) + samples * 64 / 1024 / 1024, "MiB");
+}
+
+/// The longest time without a tick while `lasts` is true, in nanoseconds.
+template <class Lasts> double longestGap(const FullHistory& history, Lasts lasts)
+{
+    qint64 longest = 0;
+    QElapsedTimer sinceTick;
+    sinceTick.start();
+    uint before = history.samples();
+    while (lasts() || history.samples() == before)
+    {
+        if (const uint now = history.samples(); now != before)
+        {
+            before = now;
+            longest = std::max(longest, sinceTick.nsecsElapsed());
+            sinceTick.restart();
+        }
+        pass(1);
+    }
+    return static_cast<double>(std::max(longest, sinceTick.nsecsElapsed()));
+}
+
+// A snapshot holds the history while it is written, and the tick waits for it. A tick is due every ten milliseconds.
+void measureTickGap()
+{
+    const FullHistory history;
+    const QString stick = workFolder + QStringLiteral("/stick");
+    QDir().mkpath(stick);
+    history.control(QStringLiteral("insertDrive"), {stick});
+    QElapsedTimer second;
+    second.start();
+    note("tick_gap", "idle", Parameters, longestGap(history, [&] { return second.elapsed() < 1000; }), "ns");
+    QDBusMessage request = QDBusMessage::createMethodCall(daemonName, QStringLiteral("/Logging"), daemonName,
+                                                          QStringLiteral("saveRamLogToUsb"));
+    request.setArguments({QString()});
+    const QDBusPendingCall snapshot = history.bus.connection().asyncCall(request);
+    note("tick_gap", "ours", Parameters, longestGap(history, [&] { return !snapshot.isFinished(); }), "ns");
+    // A snapshot that goes on into no future is answered with false, so the file is asked.
+    const QStringList files = QDir(stick).entryList(QDir::Files);
+    if (files.size() != 1 || readAll(stick + u'/' + files[0]).count('\n') < 5000)
+    {
+        qFatal("the snapshot is not whole");
+    }
 }
 
 } // namespace
@@ -303,6 +373,7 @@ int main(int argc, char** argv)
                                                     {"resident_at_start", measureResidentAtStart},
                                                     {"get_values_cpu", measureGetValues},
                                                     {"tick_cpu", measureTick},
+                                                    {"tick_gap", measureTickGap},
                                                     {"resident_full_history", measureResidentFullHistory}};
     for (const auto& [name, measure] : works)
     {
