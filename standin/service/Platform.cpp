@@ -125,23 +125,38 @@ QMap<int, zemo::data::DataValue> Platform::values(const QList<int>& ids) const
         const auto parameter = m_scenario->parameters.constFind(id);
         if (parameter != m_scenario->parameters.constEnd() && !m_dropped.contains(id))
         {
-            result.insert(id, valueOf(*parameter, time));
+            if (const auto value = valueOf(*parameter, time))
+            {
+                result.insert(id, *value);
+            }
         }
     }
     return result;
 }
 
-zemo::data::DataValue Platform::valueOf(const Parameter& parameter, qint64 time) const
+std::optional<zemo::data::DataValue> Platform::valueOf(const Parameter& parameter, qint64 time) const
 {
-    const auto held = m_held.constFind(parameter.id);
-    const bool isHeld = held != m_held.constEnd();
     if (parameter.hasText())
     {
-        return makeValue(parameter, 0, isHeld ? held->toString() : textAt(parameter.signal, time));
+        const auto held = m_held.constFind(parameter.id);
+        return makeValue(parameter, 0, held != m_held.constEnd() ? held->toString() : textAt(parameter.signal, time));
     }
-    const qint64 number =
-        isHeld ? held->toLongLong() : wrapToSize(numberAt(parameter.signal, parameter.id, time), parameter.size);
-    return makeValue(parameter, number, {});
+    const std::optional<qint64> number = numberOf(parameter, time);
+    return number ? std::optional(makeValue(parameter, *number, {})) : std::nullopt;
+}
+
+std::optional<qint64> Platform::numberOf(const Parameter& parameter, qint64 time) const
+{
+    const auto held = m_held.constFind(parameter.id);
+    if (held != m_held.constEnd())
+    {
+        return held->toLongLong();
+    }
+    if (parameter.signal.kind == Signal::Kind::Modbus)
+    {
+        return m_readings->value(parameter.id);
+    }
+    return wrapToSize(numberAt(parameter.signal, parameter.id, time), parameter.size);
 }
 
 QMap<int, zemo::data::Metadata> Platform::metadata(const QList<int>& ids, const QString& locale) const
@@ -380,6 +395,8 @@ void Platform::exchangeDrives(const QStringList& drives)
             emit driveInserted(path);
         }
     }
+    m_readings.reset();
+    m_readings = std::make_unique<ModbusReadings>(*m_scenario);
 }
 
 QString Platform::localeName(const QString& locale) const

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ModbusReadings.h"
 #include "Scenario.h"
 
 #include <zemo/AlarmInfo.h>
@@ -19,6 +20,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 namespace platformd
 {
@@ -85,7 +87,9 @@ private:
     void exchangeDrives(const QStringList& drives);
     QString localeName(const QString& locale) const;
     QString refuseUnknown(int id) const;
-    zemo::data::DataValue valueOf(const Parameter& parameter, qint64 time) const;
+    /// Nothing for what a device has no value of.
+    std::optional<zemo::data::DataValue> valueOf(const Parameter& parameter, qint64 time) const;
+    std::optional<qint64> numberOf(const Parameter& parameter, qint64 time) const;
 
     Clock m_clock;
     std::shared_ptr<const Scenario> m_scenario;
@@ -97,4 +101,5 @@ private:
     QSet<int> m_dropped;
 };
 
+    std::unique_ptr<ModbusReadings> m_readings;
 } // namespace platformd

@@ -112,8 +112,9 @@ Parameter readParameter(const JsonNode& node, const QMap<int, Parameter>& before
     }
     parameter.inDefaultLog = object.at(QStringLiteral("default")).boolean(false);
     const JsonNode signal = object.at(QStringLiteral("signal"));
-    parameter.signal =
-        parameter.hasText() ? readTextSignal(signal) : readNumberSignal(signal, rangeOfSize(parameter.size));
+    parameter.signal = parameter.hasText()
+                           ? readTextSignal(signal)
+                           : readParameterSignal(signal, {parameter.size, parameter.registerKind, parameter.address});
     return parameter;
 }
 

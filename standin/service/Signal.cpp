@@ -77,6 +77,7 @@ qint64 numberAt(const Signal& signal, int id, qint64 time)
     case Signal::Kind::Walk:
         return between(signal, walkAt(signal, id, time));
     case Signal::Kind::Text:
+    case Signal::Kind::Modbus:
         break;
     }
     return 0;

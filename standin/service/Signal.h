@@ -7,8 +7,19 @@
 namespace platformd
 {
 
+/// A register of a device that is reached by Modbus over TCP.
+struct ModbusRegister
+{
+    QString host; ///< a name or an address
+    quint16 port = 502;
+    quint8 unit = 1;
+    bool isInput = false;   ///< an input register, otherwise a holding register
+    quint16 address = 0;    ///< as on the wire, counted from 0
+    unsigned char size = 0; ///< var size; 32 bits take two registers, the first one with the upper half
+};
+
 /// How a parameter's value moves. A value is a function of id and time alone: nothing is kept between two readings, and
-/// two services with the same scenario agree at every second.
+/// two services with the same scenario agree at every second. Only what is read from a device is not.
 struct Signal
 {
     enum class Kind
@@ -19,7 +30,8 @@ struct Signal
         Square,   ///< `low` for the first half of a period, `high` for the second
         Counter,  ///< `start` at the beginning of 2024 (UTC), `step` more each second
         Walk,     ///< wanders between `low` and `high`; `seed` and the id choose the way
-        Text      ///< the strings of `texts` in turn, each for a period
+        Text,     ///< the strings of `texts` in turn, each for a period
+        Modbus    ///< what `source` holds; see ModbusReadings
     };
 
     Kind kind = Kind::Constant;
@@ -31,9 +43,11 @@ struct Signal
     double step = 1; ///< may be a fraction; the count is rounded down
     qint64 seed = 0;
     QStringList texts;
+    ModbusRegister source;
 };
 
-/// The number that the parameter `id` has at `time`, in seconds since 1970-01-01 UTC; 0 for texts.
+/// The number that the parameter `id` has at `time`, in seconds since 1970-01-01 UTC; 0 for texts
+/// and for what is read from a device.
 qint64 numberAt(const Signal& signal, int id, qint64 time);
 
 /// The string at `time`; empty for a signal without texts.

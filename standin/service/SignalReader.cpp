@@ -3,6 +3,7 @@
 #include <zemo/DataValue.h>
 
 #include <QMap>
+#include <QRegularExpression>
 
 #include <cstdint>
 #include <limits>
@@ -15,6 +16,8 @@ namespace
 
 constexpr double longestPeriod = 1e9;
 constexpr double steepestStep = 1e9;
+constexpr quint8 holdingRegister = 1;
+constexpr quint8 inputRegister = 2;
 
 const QMap<QString, Signal::Kind>& kinds()
 {
@@ -22,7 +25,7 @@ const QMap<QString, Signal::Kind>& kinds()
         {QStringLiteral("constant"), Signal::Kind::Constant}, {QStringLiteral("sine"), Signal::Kind::Sine},
         {QStringLiteral("ramp"), Signal::Kind::Ramp},         {QStringLiteral("square"), Signal::Kind::Square},
         {QStringLiteral("counter"), Signal::Kind::Counter},   {QStringLiteral("walk"), Signal::Kind::Walk},
-        {QStringLiteral("text"), Signal::Kind::Text}};
+        {QStringLiteral("text"), Signal::Kind::Text},         {QStringLiteral("modbus"), Signal::Kind::Modbus}};
     return names;
 }
 
@@ -81,8 +84,102 @@ void readNumberFields(JsonObject& object, const NumberRange& range, Signal& sign
         signal.seed = object.at(QStringLiteral("seed")).integer(0, 0, std::numeric_limits<int32_t>::max());
         break;
     case Signal::Kind::Text:
+    case Signal::Kind::Modbus:
         break;
     }
+}
+
+QString readHost(const JsonNode& node)
+{
+    QString host = node.string({});
+    if (node.isString() && (host.isEmpty() || host.contains(QRegularExpression(QStringLiteral("\\s")))))
+    {
+        node.refuse(QStringLiteral("must be the name or the address of a device"));
+    }
+    return host;
+}
+
+quint8 readUnit(const JsonNode& node)
+{
+    constexpr int lastUnit = 247;
+    constexpr int deviceItself = 255;
+    const auto unit = node.integer(ModbusRegister().unit, 0, deviceItself);
+    if (unit > lastUnit && unit != deviceItself)
+    {
+        node.refuse(QStringLiteral("must be a unit from 0 to %1, or %2").arg(lastUnit).arg(deviceItself));
+    }
+    return static_cast<quint8>(unit);
+}
+
+bool takesTwoRegisters(unsigned char varSize)
+{
+    return varSize == zemo::data::VarSizeInt32 || varSize == zemo::data::VarSizeUint32;
+}
+
+ModbusRegister readSource(JsonObject& object, const ParameterRegister& place)
+{
+    ModbusRegister source;
+    source.host = readHost(object.required(QStringLiteral("host")));
+    source.port = static_cast<quint16>(object.at(QStringLiteral("port")).integer(source.port, 1, UINT16_MAX));
+    source.unit = readUnit(object.at(QStringLiteral("unit")));
+    source.isInput = place.kind == inputRegister;
+    const JsonNode address = object.at(QStringLiteral("address"));
+    source.address = static_cast<quint16>(address.integer(place.address, 0, UINT16_MAX));
+    source.size = place.size;
+    if (takesTwoRegisters(place.size) && source.address == UINT16_MAX)
+    {
+        address.refuse(QStringLiteral("leaves no room for the second register of 32 bits"));
+    }
+    return source;
+}
+
+// Empty for a place that a device can be asked for.
+QString whyNoModbus(const ParameterRegister* place)
+{
+    if (place == nullptr)
+    {
+        return QStringLiteral("\"modbus\" is for parameters");
+    }
+    if (place->kind != holdingRegister && place->kind != inputRegister)
+    {
+        return QStringLiteral("\"modbus\" takes a parameter with \"register\" 1 or 2");
+    }
+    const bool hasWidth = place->size >= zemo::data::VarSizeInt8 && place->size <= zemo::data::VarSizeUint32;
+    return hasWidth ? QString() : QStringLiteral("\"modbus\" takes a parameter with \"size\" 1 to 6");
+}
+
+QString whyNoNumber(Signal::Kind kind, const ParameterRegister* place)
+{
+    switch (kind)
+    {
+    case Signal::Kind::Text:
+        return QStringLiteral("\"text\" is for parameters of type 1 and 6");
+    case Signal::Kind::Modbus:
+        return whyNoModbus(place);
+    default:
+        return {};
+    }
+}
+
+// `place` is null for what is no parameter.
+Signal readNumbers(const JsonNode& node, const NumberRange& range, const ParameterRegister* place)
+{
+    JsonObject object(node);
+    const JsonNode kind = object.at(QStringLiteral("kind"));
+    Signal signal;
+    signal.kind = readKind(kind);
+    const QString mistake = whyNoNumber(signal.kind, place);
+    if (!mistake.isEmpty())
+    {
+        kind.refuse(mistake);
+        object.ignoreOtherKeys();
+    }
+    else if (signal.kind == Signal::Kind::Modbus)
+    {
+        signal.source = readSource(object, *place);
+    }
+    readNumberFields(object, range, signal);
+    return signal;
 }
 
 QStringList readStrings(const JsonNode& node)
@@ -120,17 +217,12 @@ NumberRange rangeOfSize(unsigned char varSize)
 
 Signal readNumberSignal(const JsonNode& node, const NumberRange& range)
 {
-    JsonObject object(node);
-    const JsonNode kind = object.at(QStringLiteral("kind"));
-    Signal signal;
-    signal.kind = readKind(kind);
-    if (signal.kind == Signal::Kind::Text)
-    {
-        kind.refuse(QStringLiteral("\"text\" is for parameters of type 1 and 6"));
-        object.ignoreOtherKeys();
-    }
-    readNumberFields(object, range, signal);
-    return signal;
+    return readNumbers(node, range, nullptr);
+}
+
+Signal readParameterSignal(const JsonNode& node, const ParameterRegister& place)
+{
+    return readNumbers(node, rangeOfSize(place.size), &place);
 }
 
 Signal readTextSignal(const JsonNode& node)

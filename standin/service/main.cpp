@@ -40,11 +40,12 @@ bool goPublic(QDBusConnection bus, platformd::PlatformService& service, platform
 
 int serve(const std::shared_ptr<const platformd::Scenario>& scenario)
 {
+    // Before there are the threads that ask devices.
+    const platformd::Termination termination;
     platformd::Platform platform(scenario, [] { return QDateTime::currentSecsSinceEpoch(); });
     platformd::Operations operations(platformd::PlatformService::operationNames());
     platformd::PlatformService service(platform, operations);
     platformd::ControlService control(platform, operations, service);
-    const platformd::Termination termination;
     QDBusConnection bus = QDBusConnection::systemBus();
     if (!goPublic(bus, service, control))
     {

@@ -328,6 +328,70 @@ TEST(Scenario, StringsAndNumbersAreNotMixed)
               QStringList{"a.json: $.parameters[0].signal.value: must be a string"});
 }
 
+TEST(Scenario, AModbusSignalTakesItsRegisterFromTheParameterAndTheRestFromItsFields)
+{
+    const platformd::ModbusRegister plain =
+        readParameter(R"("size": 5, "register": 1, "address": 300, "signal": {"kind": "modbus", "host": "plc"})")
+            .signal.source;
+    const platformd::ModbusRegister full = readParameter(R"("size": 6, "register": 2, "address": 30001,
+                         "signal": {"kind": "modbus", "host": "192.0.2.7", "port": 1502, "unit": 255, "address": 0})")
+                                               .signal.source;
+
+    EXPECT_EQ(plain.host, QStringLiteral("plc"));
+    EXPECT_EQ(plain.port, 502);
+    EXPECT_EQ(plain.unit, 1);
+    EXPECT_EQ(plain.address, 300);
+    EXPECT_EQ(plain.size, 5);
+    EXPECT_FALSE(plain.isInput);
+    EXPECT_EQ(full.host, QStringLiteral("192.0.2.7"));
+    EXPECT_EQ(full.port, 1502);
+    EXPECT_EQ(full.unit, 255);
+    EXPECT_EQ(full.address, 0);
+    EXPECT_EQ(full.size, 6);
+    EXPECT_TRUE(full.isInput);
+}
+
+TEST(Scenario, AModbusSignalNeedsARegisterWithAWidth)
+{
+    const QString kind = QStringLiteral("a.json: $.parameters[0].signal.kind: ");
+
+    EXPECT_EQ(parameterMistakes(R"("signal": {"kind": "modbus", "host": "plc"})"),
+              QStringList{kind + "\"modbus\" takes a parameter with \"register\" 1 or 2"});
+    EXPECT_EQ(parameterMistakes(R"("register": 3, "signal": {"kind": "modbus", "host": "plc"})"),
+              QStringList{kind + "\"modbus\" takes a parameter with \"register\" 1 or 2"});
+    EXPECT_EQ(parameterMistakes(R"("register": 1, "size": 7, "signal": {"kind": "modbus", "host": "plc"})"),
+              QStringList{kind + "\"modbus\" takes a parameter with \"size\" 1 to 6"});
+    EXPECT_EQ(parameterMistakes(R"("register": 1, "type": 1, "signal": {"kind": "modbus", "host": "plc"})"),
+              QStringList{kind + "a parameter of type 1 or 6 takes \"constant\" or \"text\""});
+    EXPECT_EQ(mistakes(R"({"powerLog": {"hourly": {"columns": [{"kind": "modbus", "host": "plc"}, {}, {}]}}})"),
+              QStringList{"a.json: $.powerLog.hourly.columns[0].kind: \"modbus\" is for parameters"});
+}
+
+TEST(Scenario, EachFieldOfAModbusSignalIsChecked)
+{
+    const auto found = [](const char* fields, const char* members = R"("size": 5, "register": 1)") {
+        return parameterMistakes(
+            (QByteArray(members) + R"(, "signal": {"kind": "modbus", )" + fields + "}").constData());
+    };
+    const QString place = QStringLiteral("a.json: $.parameters[0].signal.");
+
+    EXPECT_EQ(found(R"("port": 502)"), QStringList{place + "host: is missing"});
+    EXPECT_EQ(found(R"("host": "")"), QStringList{place + "host: must be the name or the address of a device"});
+    EXPECT_EQ(found(R"("host": "a b")"), QStringList{place + "host: must be the name or the address of a device"});
+    EXPECT_EQ(found(R"("host": 5)"), QStringList{place + "host: must be a string"});
+    EXPECT_EQ(found(R"("host": "plc", "port": 0)"), QStringList{place + "port: must be an integer from 1 to 65535"});
+    EXPECT_EQ(found(R"("host": "plc", "port": 65536)"),
+              QStringList{place + "port: must be an integer from 1 to 65535"});
+    EXPECT_EQ(found(R"("host": "plc", "unit": 248)"),
+              QStringList{place + "unit: must be a unit from 0 to 247, or 255"});
+    EXPECT_EQ(found(R"("host": "plc", "unit": 256)"), QStringList{place + "unit: must be an integer from 0 to 255"});
+    EXPECT_EQ(found(R"("host": "plc", "address": -1)"),
+              QStringList{place + "address: must be an integer from 0 to 65535"});
+    EXPECT_EQ(found(R"("host": "plc", "address": 65535)", R"("size": 3, "register": 1)"),
+              QStringList{place + "address: leaves no room for the second register of 32 bits"});
+    EXPECT_EQ(found(R"("host": "plc", "low": 1)"), QStringList{place + "low: unknown key"});
+}
+
 TEST(Scenario, APartOfAnIntegerIsNoInteger)
 {
     EXPECT_EQ(mistakes(R"({"parameters": [{"id": 1.5, "name": "n"}]})"),

@@ -81,6 +81,42 @@ void Demo::show()
     exportDiagnostics();
 }
 
+void Demo::showDevice(ModbusStation& device)
+{
+    constexpr int before = 40;
+    constexpr int after = 100;
+    device.fill(before);
+    insertStick();
+    console.heading(QStringLiteral("A log of the Modbus device at 127.0.0.1:%1").arg(device.port()));
+    step(QStringLiteral("startLogUsb"),
+         [this] { return answer(rig.logd().startLogUsb(secondsBetweenRows, false, QStringLiteral("default"))); });
+    const QString log = waitForFile(stick, QStringLiteral("*.csv"));
+    expectRow(QStringLiteral("its registers, of every size, stand in a row"), log, ModbusStation::cells(before));
+    device.fill(after);
+    expectRow(QStringLiteral("they change"), log, ModbusStation::cells(after));
+    device.stop();
+    expectRow(QStringLiteral("the device goes away"), log, ModbusStation::emptyCells());
+    step(QStringLiteral("it comes back"), [&] { return device.start(); });
+    expectRow(QStringLiteral("and is read again"), log, ModbusStation::cells(after));
+    step(QStringLiteral("stopLogUsb"), [this] { return answer(rig.logd().stopLogUsb()); });
+}
+
+void Demo::expectRow(const QString& text, const QString& log, const QStringList& values)
+{
+    const QString wanted = QLatin1Char('\t') + values.join(QLatin1Char('\t'));
+    const qsizetype known = linesOf(log).size();
+    QString row;
+    const auto find = [&]
+    {
+        for (const QString& line : linesOf(log).mid(known))
+            if (line.endsWith(wanted))
+                row = line;
+        return !row.isEmpty();
+    };
+    if (console.step(text, [&] { return waitUntil(find); }))
+        console.row(QStringLiteral("    "), row.split(QLatin1Char('\t')));
+}
+
 void Demo::explain()
 {
     console.heading(QStringLiteral("It all stays up until Ctrl-C"));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Console.h"
+#include "ModbusStation.h"
 #include "Rig.h"
 
 /// Shows the daemon at work: everything that a client can ask for, one thing after the other, on one stick.
@@ -13,6 +14,9 @@ public:
     [[nodiscard]] bool start();
 
     void show();
+
+    /// Shows how a device is logged that goes away and comes back, on the platform of its scenario.
+    void showDevice(ModbusStation& device);
 
     /// Tells how to talk to what runs.
     void explain();
@@ -27,6 +31,8 @@ private:
     void insertStick();
     void logToStick();
     void showRows(const QString& path);
+    /// Waits for a new row of the log with these values, and prints it.
+    void expectRow(const QString& text, const QString& log, const QStringList& values);
     void saveHistory();
     void exportEnergyLog();
     void exportPowerLog();

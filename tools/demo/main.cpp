@@ -56,10 +56,15 @@ int main(int argc, char** argv)
                                       QStringLiteral("FILE"));
     const QCommandLineOption folder(QStringLiteral("dir"), QStringLiteral("The scratch directory, which stays."),
                                     QStringLiteral("DIR"));
-    parser.addOptions({stay, scenario, folder});
+    const QCommandLineOption modbus(QStringLiteral("modbus"),
+                                    QStringLiteral("Log a Modbus device on this machine in place of the scenario."));
+    parser.addOptions({stay, scenario, folder, modbus});
     parser.process(application);
     if (!parser.positionalArguments().isEmpty())
         return refuse(QStringLiteral("unexpected argument %1").arg(parser.positionalArguments().first()));
+
+    if (parser.isSet(scenario) && parser.isSet(modbus))
+        return refuse(QStringLiteral("--modbus comes with a scenario of its own"));
 
     const QString root = parser.isSet(folder) ? QDir().absoluteFilePath(parser.value(folder)) : newFolder();
     if (!isUsable(root))
@@ -69,10 +74,20 @@ int main(int argc, char** argv)
     Rig rig(root);
     if (parser.isSet(scenario))
         rig.setScenarioFile(QDir().absoluteFilePath(parser.value(scenario)));
+    ModbusStation device;
+    if (parser.isSet(modbus))
+    {
+        if (!device.start())
+            return refuse(QStringLiteral("no port of the loopback interface can be had"));
+        rig.setScenario(device.scenario());
+    }
     Demo demo(rig, console);
     if (!demo.start())
         return EXIT_FAILURE;
-    demo.show();
+    if (parser.isSet(modbus))
+        demo.showDevice(device);
+    else
+        demo.show();
     if (parser.isSet(stay))
     {
         demo.explain();
