@@ -21,6 +21,14 @@ const QCommandLineOption& scenarioOption()
     return option;
 }
 
+const QCommandLineOption& mediaOption()
+{
+    static const QCommandLineOption option(
+        QStringLiteral("media"), QStringLiteral("What is mounted below this folder is a drive, as it comes and goes."),
+        QStringLiteral("DIR"));
+    return option;
+}
+
 void describe(QCommandLineParser& parser)
 {
     parser.setApplicationDescription(
@@ -28,11 +36,12 @@ void describe(QCommandLineParser& parser)
     parser.addOption({{QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Tells the options.")});
     parser.addOption({{QStringLiteral("v"), QStringLiteral("version")}, QStringLiteral("Tells the version.")});
     parser.addOption(scenarioOption());
+    parser.addOption(mediaOption());
 }
 
 Options refuse(const QString& mistake)
 {
-    return {Options::Action::Refuse, mistake + QStringLiteral("; --help tells the options"), {}};
+    return {Options::Action::Refuse, mistake + QStringLiteral("; --help tells the options"), {}, {}};
 }
 
 } // namespace
@@ -49,11 +58,11 @@ Options readOptions(const QStringList& arguments)
     }
     if (parser.isSet(QStringLiteral("help")))
     {
-        return {Options::Action::Print, parser.helpText(), {}};
+        return {Options::Action::Print, parser.helpText(), {}, {}};
     }
     if (parser.isSet(QStringLiteral("version")))
     {
-        return {Options::Action::Print, QStringLiteral("zemo-platformd " ZEMO_VERSION "\n"), {}};
+        return {Options::Action::Print, QStringLiteral("zemo-platformd " ZEMO_VERSION "\n"), {}, {}};
     }
     if (!parser.positionalArguments().isEmpty())
     {
@@ -64,7 +73,12 @@ Options readOptions(const QStringList& arguments)
     {
         return refuse(QStringLiteral("--scenario needs a file name"));
     }
-    return {Options::Action::Run, {}, scenario.isEmpty() ? defaultScenario() : scenario};
+    const QString media = parser.value(mediaOption());
+    if (parser.isSet(mediaOption()) && media.isEmpty())
+    {
+        return refuse(QStringLiteral("--media needs a folder"));
+    }
+    return {Options::Action::Run, {}, scenario.isEmpty() ? defaultScenario() : scenario, media};
 }
 
 QString defaultScenario()

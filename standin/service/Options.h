@@ -19,6 +19,7 @@ struct Options
     Action action = Action::Run;
     QString text;
     QString scenario; ///< file name
+    QString media;    ///< folder whose mounts are drives; empty for none
 };
 
 /// `arguments` begin with the program's own name.

@@ -294,6 +294,27 @@ QString Platform::removeDrive(const QString& path)
     return {};
 }
 
+void Platform::setMounted(const QStringList& paths)
+{
+    const QStringList before = std::exchange(m_mounted, paths);
+    for (const QString& path : before)
+    {
+        // It may have been removed by hand before, or refused when it came.
+        if (!paths.contains(path))
+        {
+            (void)removeDrive(path);
+        }
+    }
+    for (const QString& path : paths)
+    {
+        const QString mistake = before.contains(path) ? QString() : insertDrive(path);
+        if (!mistake.isEmpty())
+        {
+            qWarning("%s", qUtf8Printable(mistake));
+        }
+    }
+}
+
 QString Platform::setValue(int id, const QVariant& value)
 {
     const auto parameter = m_scenario->parameters.constFind(id);
@@ -359,13 +380,23 @@ void Platform::replaceScenario(std::shared_ptr<const Scenario> scenario)
 {
     m_scenario = std::move(scenario);
     takeOver();
-    exchangeDrives(m_scenario->drives);
+    QStringList drives = m_scenario->drives;
+    for (const QString& path : m_mounted)
+    {
+        if (isDrivePath(path) && !drives.contains(path))
+        {
+            drives.append(path);
+        }
+    }
+    exchangeDrives(drives);
 }
 
 void Platform::takeOver()
 {
     m_language = m_scenario->language;
     m_settings = m_scenario->settings;
+    m_readings.reset();
+    m_readings = std::make_unique<ModbusReadings>(*m_scenario);
     m_held.clear();
     m_dropped.clear();
     m_defaultLog.clear();
@@ -395,8 +426,6 @@ void Platform::exchangeDrives(const QStringList& drives)
             emit driveInserted(path);
         }
     }
-    m_readings.reset();
-    m_readings = std::make_unique<ModbusReadings>(*m_scenario);
 }
 
 QString Platform::localeName(const QString& locale) const

@@ -66,6 +66,9 @@ public:
     // What steers it. Each answers what is wrong, in words, and then has changed nothing; an empty string is success.
     QString insertDrive(const QString& path);
     QString removeDrive(const QString& path);
+    /// What is mounted: those that are new are inserted and those that are gone removed, and a replaced scenario leaves
+    /// them as they are.
+    void setMounted(const QStringList& paths);
     /// Holds `value`, an integer or, for a parameter of strings, a string, in place of the signal.
     QString setValue(int id, const QVariant& value);
     QString releaseValue(int id);
@@ -96,10 +99,11 @@ private:
     QString m_language;
     QByteArray m_settings;
     QStringList m_drives;
+    QStringList m_mounted;
     QSet<int> m_defaultLog;
+    std::unique_ptr<ModbusReadings> m_readings;
     QHash<int, QVariant> m_held; ///< in place of the signal: qint64 or QString
     QSet<int> m_dropped;
 };
 
-    std::unique_ptr<ModbusReadings> m_readings;
 } // namespace platformd

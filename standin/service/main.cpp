@@ -1,4 +1,5 @@
 #include "ControlService.h"
+#include "MediaMounts.h"
 #include "Operations.h"
 #include "Options.h"
 #include "Platform.h"
@@ -15,11 +16,13 @@
 
 #include <cstdio>
 #include <sysexits.h>
+#include <systemd/sd-daemon.h>
 
 namespace
 {
 
 constexpr int exitNoBus = 1;
+constexpr int exitNoMounts = EX_OSERR;
 
 void print(FILE* stream, const QString& text)
 {
@@ -38,11 +41,25 @@ bool goPublic(QDBusConnection bus, platformd::PlatformService& service, platform
            bus.registerObject(zemo::wire::controlPath, &control) && bus.registerService(zemo::wire::serviceName);
 }
 
-int serve(const std::shared_ptr<const platformd::Scenario>& scenario)
+// What is mounted already is there before anybody can ask.
+bool follow(platformd::MediaMounts& mounts, platformd::Platform& platform)
+{
+    QObject::connect(&mounts, &platformd::MediaMounts::changed, &platform, &platformd::Platform::setMounted);
+    const bool isFollowed = mounts.watch();
+    platform.setMounted(mounts.mountPoints());
+    return isFollowed;
+}
+
+int serve(const std::shared_ptr<const platformd::Scenario>& scenario, const QString& media)
 {
     // Before there are the threads that ask devices.
     const platformd::Termination termination;
     platformd::Platform platform(scenario, [] { return QDateTime::currentSecsSinceEpoch(); });
+    platformd::MediaMounts mounts(media);
+    if (!media.isEmpty() && !follow(mounts, platform))
+    {
+        return exitNoMounts;
+    }
     platformd::Operations operations(platformd::PlatformService::operationNames());
     platformd::PlatformService service(platform, operations);
     platformd::ControlService control(platform, operations, service);
@@ -54,17 +71,18 @@ int serve(const std::shared_ptr<const platformd::Scenario>& scenario)
                      .arg(zemo::wire::serviceName, reason.isEmpty() ? QStringLiteral("it is taken") : reason));
         return exitNoBus;
     }
+    (void)sd_notify(0, "READY=1");
     return QCoreApplication::exec();
 }
 
-int run(const QString& fileName)
+int run(const platformd::Options& options)
 {
-    const platformd::ScenarioResult result = platformd::loadScenario(fileName);
+    const platformd::ScenarioResult result = platformd::loadScenario(options.scenario);
     for (const QString& mistake : result.mistakes)
     {
         complain(mistake);
     }
-    return result.scenario ? serve(result.scenario) : EX_CONFIG;
+    return result.scenario ? serve(result.scenario, options.media) : EX_CONFIG;
 }
 
 } // namespace
@@ -84,5 +102,5 @@ int main(int argc, char** argv)
     case platformd::Options::Action::Run:
         break;
     }
-    return run(options.scenario);
+    return run(options);
 }

@@ -1,6 +1,10 @@
 #include "Options.h"
 #include "Text.h"
 
+#include <QFile>
+#include <QRegularExpression>
+#include <QSet>
+
 #include <gtest/gtest.h>
 
 using platformd::Options;
@@ -12,6 +16,17 @@ namespace
 Options read(const QStringList& arguments)
 {
     return readOptions(QStringList{QStringLiteral("zemo-platformd")} + arguments);
+}
+
+QSet<QString> longOptions(const QString& text)
+{
+    static const QRegularExpression form(QStringLiteral("--[a-z-]+"));
+    QSet<QString> result;
+    for (QRegularExpressionMatchIterator matches = form.globalMatch(text); matches.hasNext();)
+    {
+        result.insert(matches.next().captured());
+    }
+    return result;
 }
 
 } // namespace
@@ -55,12 +70,33 @@ TEST(Options, AScenarioWithoutAFileNameIsRefused)
     EXPECT_EQ(read({"--scenario="}).action, Options::Action::Refuse);
 }
 
+TEST(Options, DrivesAreThoseOfAFolderOnlyIfOneIsNamed)
+{
+    EXPECT_EQ(read({}).media, QString());
+    EXPECT_EQ(read({"--media", "/media"}).media, QStringLiteral("/media"));
+    EXPECT_EQ(read({"--media="}).action, Options::Action::Refuse);
+}
+
+TEST(Options, TheManualPageTellsTheOptionsOfTheHelpAndNoOthers)
+{
+    QFile page(QStringLiteral(ZEMO_MAN_PAGE));
+    ASSERT_TRUE(page.open(QIODevice::ReadOnly));
+    const QString manual = QString::fromUtf8(page.readAll());
+    const QString options = manual.section(QStringLiteral("\n# OPTIONS\n"), 1).section(QStringLiteral("\n# "), 0, 0);
+    const QString synopsis = manual.section(QStringLiteral("\n# SYNOPSIS\n"), 1).section(QStringLiteral("\n# "), 0, 0);
+
+    EXPECT_EQ(longOptions(options), longOptions(read({"--help"}).text));
+    // Help and version stand for themselves.
+    EXPECT_EQ(longOptions(synopsis) + QSet<QString>({"--help", "--version"}), longOptions(options));
+}
+
 TEST(Options, HelpTellsEveryOption)
 {
     const Options options = read({"--help"});
 
     EXPECT_EQ(options.action, Options::Action::Print);
-    for (const QString& option : {QStringLiteral("--help"), QStringLiteral("--version"), QStringLiteral("--scenario")})
+    for (const QString& option : {QStringLiteral("--help"), QStringLiteral("--version"), QStringLiteral("--scenario"),
+                                  QStringLiteral("--media")})
     {
         EXPECT_TRUE(options.text.contains(option)) << option.toStdString();
     }

@@ -2,19 +2,36 @@
 #include "ChildProcess.h"
 #include "Surroundings.h"
 
+#include <zemo/UsbClient.h>
+
+#include <QDir>
+
 #include <gtest/gtest.h>
+
+#include <cstring>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 namespace
 {
 
-/// The program, run on the bus at `address`.
+/// The program, run on a bus.
 struct Program
 {
-    explicit Program(const QStringList& arguments, const QString& address = theBus().address())
+    /// `starter` is a command that becomes the program.
+    explicit Program(const QStringList& arguments, const QStringList& starter = {},
+                     const QMap<QString, QString>& variables = {})
     {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), address);
-        EXPECT_TRUE(process.start(QStringLiteral(ZEMO_PLATFORMD), arguments, environment));
+        environment.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), theBus().address());
+        for (auto variable = variables.begin(); variable != variables.end(); ++variable)
+        {
+            environment.insert(variable.key(), variable.value());
+        }
+        const QStringList command = starter + QStringList{QStringLiteral(ZEMO_PLATFORMD)} + arguments;
+        EXPECT_TRUE(process.start(command.first(), command.mid(1), environment));
     }
 
     [[nodiscard]] bool waitForName() const
@@ -41,6 +58,68 @@ TEST(Program, ItPlaysTheShippedStationWithoutAnyOptionAndEndsWellOnSigterm)
     EXPECT_EQ(program.process.terminate(), 0);
 }
 
+TEST(Program, ItEndsWellOnSigtermWhileItAsksADeviceThatIsAway)
+{
+    const QString file = writeScenario(R"({"parameters": [{"id": 1, "name": "n", "register": 1, "signal":
+                                           {"kind": "modbus", "host": "127.0.0.1", "port": 1}}]})");
+    Program program({QStringLiteral("--scenario"), file});
+    ASSERT_TRUE(program.waitForName());
+    EXPECT_TRUE(waitUntil([&] { return program.errors().contains(QStringLiteral("127.0.0.1:1 unit 1 is away")); }))
+        << program.errors().toStdString();
+
+    EXPECT_EQ(program.process.terminate(), 0);
+}
+
+TEST(Program, ItTellsTheServiceManagerOfItselfWhenItsNameIsOnTheBus)
+{
+    const QString path = scratchFolder() + QStringLiteral("/notify");
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    ASSERT_LT(path.size(), static_cast<qsizetype>(sizeof address.sun_path));
+    std::memcpy(address.sun_path, path.toLatin1().constData(), static_cast<size_t>(path.size()));
+    const int manager = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(bind(manager, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    const timeval deadline{30, 0};
+    ASSERT_EQ(setsockopt(manager, SOL_SOCKET, SO_RCVTIMEO, &deadline, sizeof deadline), 0);
+
+    Program program({}, {}, {{"NOTIFY_SOCKET", path}});
+    char text[64] = {};
+    const ssize_t size = recv(manager, text, sizeof text - 1, 0);
+
+    EXPECT_GT(size, 0);
+    EXPECT_STREQ(text, "READY=1");
+    EXPECT_TRUE(theBus().hasName(QStringLiteral("com.tarn.zemo.platform")));
+    close(manager);
+    EXPECT_EQ(program.process.terminate(), 0);
+}
+
+TEST(Program, WhatIsMountedBelowTheMediaFolderIsADriveToItsClients)
+{
+    if (getuid() != 0)
+    {
+        GTEST_SKIP() << "only root can mount something where the program sees it";
+    }
+    const QString media = scratchFolder() + QStringLiteral("/media");
+    const QString drive = media + QStringLiteral("/usb1");
+    ASSERT_TRUE(QDir().mkpath(drive));
+    Program program({QStringLiteral("--media"), media}, {QStringLiteral("unshare"), QStringLiteral("--mount")});
+    ASSERT_TRUE(program.waitForName());
+    const auto inside = [&](const QStringList& command)
+    {
+        const QStringList enter = {"--mount", "--target", QString::number(program.process.processId())};
+        return QProcess::execute(QStringLiteral("nsenter"), enter + command) == 0;
+    };
+    zemo::hardware::UsbClient usb(nullptr);
+    EXPECT_TRUE(usb.getUsbDrives().isEmpty());
+
+    ASSERT_TRUE(inside({"mount", "-t", "tmpfs", "none", drive}));
+    EXPECT_TRUE(waitUntil([&] { return usb.getUsbDrives() == QStringList{drive}; }));
+    ASSERT_TRUE(inside({"umount", drive}));
+    EXPECT_TRUE(waitUntil([&] { return usb.getUsbDrives().isEmpty(); }));
+
+    EXPECT_EQ(program.process.terminate(), 0);
+}
+
 TEST(Program, ANameThatIsTakenEndsItWithOneAndAMessage)
 {
     Program first({});
@@ -56,7 +135,7 @@ TEST(Program, ANameThatIsTakenEndsItWithOneAndAMessage)
 
 TEST(Program, ABusThatIsNotThereEndsItWithOneAndAMessage)
 {
-    Program program({}, QStringLiteral("unix:path=/nonexistent/bus"));
+    Program program({}, {}, {{"DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus"}});
 
     EXPECT_EQ(program.process.waitForEnd(), 1);
     EXPECT_FALSE(program.errors().isEmpty());
@@ -66,7 +145,7 @@ TEST(Program, ABusThatGoesAwayEndsItWithOne)
 {
     PrivateBus bus;
     ASSERT_TRUE(bus.start(scratchFolder()));
-    Program program({}, bus.address());
+    Program program({}, {}, {{"DBUS_SYSTEM_BUS_ADDRESS", bus.address()}});
     ASSERT_TRUE(bus.waitForName(QStringLiteral("com.tarn.zemo.platform")));
 
     bus.stop();
