@@ -3,8 +3,8 @@
 #include "CommandLine.h"
 
 #include <QCoreApplication>
-#include <QDBusConnectionInterface>
 #include <QDBusError>
+#include <QDBusServiceWatcher>
 #include <QEventLoop>
 #include <QTimer>
 
@@ -132,8 +132,8 @@ int Client::monitor()
 void Client::listenFor(const QString& signal, const char* slot)
 {
     m_bus.connect(Service, Path, Service, signal, this, slot);
-    connect(m_bus.interface(), SIGNAL(serviceOwnerChanged(QString, QString, QString)), this,
-            SLOT(onOwnerChanged(QString, QString, QString)));
+    auto* watcher = new QDBusServiceWatcher(Service, m_bus, QDBusServiceWatcher::WatchForUnregistration, this);
+    connect(watcher, &QDBusServiceWatcher::serviceUnregistered, this, [this] { m_daemonGone = true; });
 }
 
 void Client::onFinished(const QDBusMessage& message)
@@ -145,9 +145,4 @@ void Client::onFinished(const QDBusMessage& message)
 void Client::onSignal(const QDBusMessage& message)
 {
     m_output.signal(message.member(), message.arguments());
-}
-
-void Client::onOwnerChanged(const QString& name, const QString& /*oldOwner*/, const QString& newOwner)
-{
-    m_daemonGone = m_daemonGone || (name == Service && newOwner.isEmpty());
 }

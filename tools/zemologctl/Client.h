@@ -28,7 +28,6 @@ public:
 private slots:
     void onFinished(const QDBusMessage& message);
     void onSignal(const QDBusMessage& message);
-    void onOwnerChanged(const QString& name, const QString& oldOwner, const QString& newOwner);
 
 private:
     int call(const Command& command, const QString& method, const QVariantList& arguments);
