@@ -183,6 +183,22 @@ TEST_F(Zemolog, APlotOfAPatternHasTheMatchingColumnsAndNoOther)
     EXPECT_EQ(read("a.svg").find("Level"), std::string::npos);
 }
 
+TEST_F(Zemolog, TheTimesBelowAPlotTellAsMuchAsItsLengthNeeds)
+{
+    write("seconds.csv", "\tLevel\n2026-11-15 03:31:47\t1\n2026-11-15 03:31:51\t2\n");
+    write("hours.csv", "\tLevel\n2026-11-15 03:00:00\t1\n2026-11-15 09:00:00\t2\n");
+    write("days.csv", "\tLevel\n2026-11-15 03:00:00\t1\n2027-02-15 03:00:00\t2\n");
+    for (const std::string name : {"seconds", "hours", "days"})
+    {
+        EXPECT_EQ(run("plot " + name + ".csv -o " + name + ".svg").exitCode, 0);
+    }
+
+    EXPECT_NE(read("seconds.svg").find("03:31:49"), std::string::npos);
+    EXPECT_NE(read("hours.svg").find(">05:00<"), std::string::npos);
+    EXPECT_NE(read("hours.svg").find("15 Nov"), std::string::npos);
+    EXPECT_NE(read("days.svg").find(">2027<"), std::string::npos);
+}
+
 TEST_F(Zemolog, APlotWithoutSuchAColumnSaysSo)
 {
     write("a.csv", "\tLevel\n2026-11-15 03:31:47\t1\n");

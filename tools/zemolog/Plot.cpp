@@ -8,6 +8,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 namespace
@@ -94,13 +95,29 @@ std::string terminalFor(const PlotOptions& options)
     throw std::runtime_error(options.output + " ends neither in .png nor in .svg");
 }
 
+time_t secondsOf(const std::string& time, const std::string& format)
+{
+    tm parts{};
+    strptime(time.c_str(), format.c_str(), &parts);
+    return timegm(&parts);
+}
+
+// Labels that are short enough to stand side by side and long enough to differ.
+std::string timeLabels(const Summary& summary, const std::string& format)
+{
+    constexpr time_t minutes = 10 * 60;
+    constexpr time_t days = 3 * 24 * 3600;
+    const time_t span = secondsOf(summary.lastTime, format) - secondsOf(summary.firstTime, format);
+    const char* labels = span < minutes ? "%H:%M:%S" : span < days ? "%H:%M\\n%d %b" : "%d %b\\n%Y";
+    return std::string("set format x \"") + labels + "\"\n";
+}
+
 std::string scriptFor(const LogReader& log, const PlotOptions& options, const std::string& data)
 {
     std::ostringstream script;
     script << "set terminal " << terminalFor(options) << "\nset output " << quoted(options.output)
            << "\nset datafile separator '\\t'\nset xdata time\nset timefmt " << quoted(log.timeFormat())
-           << "\nset key outside\nset grid\nset xlabel 'local time'\n"
-           << "set format x \"%H:%M\\n%d %b %y\"\nplot ";
+           << "\nset key outside\nset grid\nset autoscale xfix\nset xlabel 'local time'\nplot ";
     const char* separator = "";
     for (size_t column : chosenColumns(log, options.patterns))
     {
@@ -150,5 +167,5 @@ void plot(LogReader& log, const PlotOptions& options)
     {
         throw std::runtime_error("the log has no rows");
     }
-    runGnuplot(script);
+    runGnuplot(timeLabels(summary, log.timeFormat()) + script);
 }
