@@ -129,6 +129,12 @@ template <class Call> int guardedOpen(int folder, const char* path, Call call)
     return descriptor;
 }
 
+bool isLock(int command)
+{
+    return command == F_SETLK || command == F_SETLKW || command == F_GETLK || command == F_SETLK64 ||
+           command == F_SETLKW64 || command == F_GETLK64 || command == F_OFD_SETLK || command == F_OFD_SETLKW;
+}
+
 mode_t modeOf(int flags, va_list arguments)
 {
     return (flags & (O_CREAT | O_TMPFILE)) ? va_arg(arguments, mode_t) : 0;
@@ -180,6 +186,18 @@ mode_t modeOf(int flags, va_list arguments)
     int name(const char* path, int flags)                                                                              \
     {                                                                                                                  \
         return guardedOpen(AT_FDCWD, path, [&] { return REAL(name)(path, flags); });                                   \
+    }
+
+// Whatever the argument is, a number or an address, it goes on as it came.
+#define FCNTL(name)                                                                                                    \
+    int name(int descriptor, int command, ...)                                                                         \
+    {                                                                                                                  \
+        va_list arguments;                                                                                             \
+        va_start(arguments, command);                                                                                  \
+        void* const argument = va_arg(arguments, void*);                                                               \
+        va_end(arguments);                                                                                             \
+        return guarded("lock", isLock(command) && isWatched(descriptor), nullptr,                                      \
+                       [&] { return REAL(name)(descriptor, command, argument); });                                     \
     }
 
 #define PREAD(name, Offset)                                                                                            \
@@ -263,6 +281,8 @@ extern "C"
     OPENAT(openat64)
     CREAT(creat)
     CREAT(creat64)
+    FCNTL(fcntl)
+    FCNTL(fcntl64)
     FILE_OPEN(fopen)
     FILE_OPEN(fopen64)
 
@@ -270,7 +290,21 @@ extern "C"
     {
         const bool watched = isWatched(descriptor);
         watch(descriptor, false);
-        return guarded("close", watched, nullptr, [&] { return REAL(close)(descriptor); });
+        // The descriptor is gone also when its close fails, as everywhere on Linux.
+        bool closed = false;
+        const int result = guarded("close", watched, nullptr,
+                                   [&]
+                                   {
+                                       closed = true;
+                                       return REAL(close)(descriptor);
+                                   });
+        if (!closed)
+        {
+            const int error = errno;
+            REAL(close)(descriptor);
+            errno = error;
+        }
+        return result;
     }
 
     ssize_t read(int descriptor, void* buffer, size_t size)

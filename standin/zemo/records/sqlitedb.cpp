@@ -3,6 +3,7 @@
 #include <QDateTime>
 #include <QFile>
 #include <QMetaObject>
+#include <QRegularExpression>
 #include <QSqlQuery>
 #include <QStringList>
 
@@ -19,10 +20,30 @@ namespace
 constexpr int resultCorrupt = 11;
 constexpr int resultNotADatabase = 26;
 
-bool meansDamage(const QSqlError& error)
+bool meansDamage(int code)
 {
-    const int primaryCode = error.nativeErrorCode().toInt() & 0xff;
+    const int primaryCode = code & 0xff;
     return primaryCode == resultCorrupt || primaryCode == resultNotADatabase;
+}
+
+/// What the integrity check found. A page that could not be read is among its findings, most often with the code of the
+/// failure.
+bool meansDamage(const QString& finding)
+{
+    static const QRegularExpression failure(QStringLiteral("failed to get page|error code=(\\d+)"));
+    const QRegularExpressionMatch match = failure.match(finding);
+    return match.hasMatch() ? meansDamage(match.captured(1).toInt()) : finding != QLatin1String("ok");
+}
+
+bool findsDamage(QSqlDatabase& database)
+{
+    // Opening succeeds on any file; only a statement reads it. One finding is enough.
+    QSqlQuery query(database);
+    if (!query.exec(QStringLiteral("PRAGMA integrity_check(1)")))
+    {
+        return meansDamage(query.lastError().nativeErrorCode().toInt());
+    }
+    return !query.next() || meansDamage(query.value(0).toString());
 }
 
 /// What SQLite may keep beside a database and needs again to read it, the database itself last: a crash in between
@@ -96,13 +117,9 @@ QSqlDatabase SQLiteDB::db()
 
 bool SQLiteDB::checkForCorruption(QSqlDatabase& database)
 {
-    // Opening succeeds on any file; only a statement reads it. One finding is enough.
-    QSqlQuery query(database);
-    if (!query.exec(QStringLiteral("PRAGMA integrity_check(1)")))
-    {
-        return meansDamage(query.lastError());
-    }
-    return !query.next() || query.value(0).toString() != QLatin1String("ok");
+    // A read that fails once can make SQLite call a sound file malformed.
+    const bool found = findsDamage(database);
+    return found && findsDamage(database);
 }
 
 void SQLiteDB::backupAndReset(QSqlDatabase& database)
