@@ -13,15 +13,20 @@ namespace
 {
 
 // A stick is not to be trusted. A line of this length or more is no number, and a file is read up to this many
-// characters, which is room for millions of ids: nothing else limits their count.
+// characters, which is room for millions of ids: nothing else limits their count. Six million, as ids of one digit,
+// still fit into one message: the bus cuts off whoever sends it more than 32 MiB.
 constexpr qint64 LogSetLineLength = 4096;
-constexpr qint64 LogSetTotalLength = 16LL * 1024 * 1024;
+constexpr qint64 LogSetTotalLength = 12LL * 1024 * 1024;
 
-/// Reads one line and adds the characters that it took to `s64L_total`; empty for a line that is too long. Only the
-/// limit's worth of it is ever held.
-QString readLimitedLine(QTextStream& objL_stream, qint64& s64L_total)
+/// Reads one line and adds the characters that it took to `s64L_total`; the line is empty when it was too long. Only
+/// the limit's worth of it is ever held. False at the end, and on a stick that was pulled: such a file never comes to
+/// its end.
+bool readLimitedLine(QTextStream& objL_stream, QString& objL_line, qint64& s64L_total)
 {
-    QString objL_line = objL_stream.readLine(LogSetLineLength);
+    if (!objL_stream.readLineInto(&objL_line, LogSetLineLength))
+    {
+        return false;
+    }
     s64L_total += objL_line.size() + 1;
     qint64 s64L_taken = objL_line.size();
     while (s64L_taken == LogSetLineLength && s64L_total < LogSetTotalLength)
@@ -30,7 +35,7 @@ QString readLimitedLine(QTextStream& objL_stream, qint64& s64L_total)
         s64L_taken = objL_stream.readLine(LogSetLineLength).size();
         s64L_total += s64L_taken;
     }
-    return objL_line;
+    return true;
 }
 
 QList<int> readLogSetIds(QTextStream& objL_stream)
@@ -38,16 +43,17 @@ QList<int> readLogSetIds(QTextStream& objL_stream)
     static const QRegularExpression objS_header(QStringLiteral("\\[ZEMOLOG;\\d{8}\\]"));
 
     QList<int> objL_ids;
+    QString objL_line;
     qint64 s64L_total = 0;
     // isValid asks about the expression and not about the line, so every first line passes as a header. It is wanted.
-    if (objL_stream.atEnd() || !objS_header.match(readLimitedLine(objL_stream, s64L_total)).isValid())
+    if (!readLimitedLine(objL_stream, objL_line, s64L_total) || !objS_header.match(objL_line).isValid())
     {
         return objL_ids;
     }
-    while (!objL_stream.atEnd() && s64L_total < LogSetTotalLength)
+    while (s64L_total < LogSetTotalLength && readLimitedLine(objL_stream, objL_line, s64L_total))
     {
         bool bL_isNumber = false;
-        const int iL_id = readLimitedLine(objL_stream, s64L_total).toInt(&bL_isNumber, 10);
+        const int iL_id = objL_line.toInt(&bL_isNumber, 10);
         if (bL_isNumber)
         {
             objL_ids.append(iL_id);
