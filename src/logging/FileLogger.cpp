@@ -45,6 +45,13 @@ p7zemo_module_t FileLogger::traceModule()
 
 void FileLogger::flush()
 {
+    // A replay flushes on its own thread behind its last row, when the tick may be writing already.
+    const QMutexLocker objL_locker(&fileMutex);
+    flushFile();
+}
+
+void FileLogger::flushFile()
+{
     if (file && file->isOpen())
     {
         file->flush();
@@ -205,7 +212,7 @@ bool FileLogger::closeFile()
     {
         return true;
     }
-    flush();
+    flushFile();
     file->close();
     dataStream.reset();
     textStream.reset();
@@ -251,7 +258,7 @@ template <class Stream, class Give> void FileLogger::write(Stream& objL_stream, 
     }
     wholeLength = file->pos();
     fnL_give(objL_stream);
-    flush();
+    flushFile();
     const bool bL_whole = objL_stream.status() == Stream::Ok;
     // A stream that failed once would keep all that is written to it from then on.
     objL_stream.resetStatus();

@@ -86,6 +86,7 @@ private:
     template <class Stream, class Give> void write(Stream& objL_stream, Give fnL_give);
     bool cutToWholeRows();
     void noteWrite(bool bL_whole);
+    void flushFile();
 
     int64_t wholeLength = 0;   ///< length of the file up to its last whole row
     bool endsInCutRow = false; ///< the file is longer than wholeLength
