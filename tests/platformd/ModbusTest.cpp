@@ -203,7 +203,7 @@ TEST_F(ModbusTest, ADeviceThatGoesGivesNothingUntilItIsBack)
     EXPECT_EQ(connection.read().value(1), 1234);
 }
 
-TEST_F(ModbusTest, ADeviceThatFallsSilentGivesNothingAndNoLateAnswerIsTakenForANewOne)
+TEST_F(ModbusTest, ADeviceThatFallsSilentGivesNothingUntilItAnswersAgain)
 {
     device.set(Kind::Holding, 10, {1});
     ModbusConnection connection({at(1, 10)});
