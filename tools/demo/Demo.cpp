@@ -149,6 +149,18 @@ void Demo::listStick()
         const QString size = locale.formattedDataSize(QFileInfo(stick + QLatin1Char('/') + name).size());
         console.line(QStringLiteral("%1  %2").arg(size, 11).arg(name));
     }
+    explainLog();
+}
+
+void Demo::explainLog()
+{
+    const QString log = QDir(stick).entryInfoList({QStringLiteral("2*.csv")}).value(0).filePath();
+    if (log.isEmpty())
+        return;
+    const QString title = linesOf(log).value(0).section(QLatin1Char('\t'), 1, 1).section(QStringLiteral(" ["), 0, 0);
+    console.heading(QStringLiteral("To read and to draw the log"));
+    console.line(QStringLiteral("%1 info %2").arg(QLatin1String(ZEMOLOG), log));
+    console.line(QStringLiteral("%1 plot %2 -o log.png --column '%3*'").arg(QLatin1String(ZEMOLOG), log, title));
 }
 
 void Demo::insertStick()

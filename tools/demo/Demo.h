@@ -24,12 +24,13 @@ public:
     /// Ends daemon and platform.
     void stop();
 
-    /// Prints what lies on the stick, and where that is.
+    /// Prints what lies on the stick, where that is, and how the first log is read.
     void listStick();
 
 private:
     void insertStick();
     void logToStick();
+    void explainLog();
     void showRows(const QString& path);
     /// Waits for a new row of the log with these values, and prints it.
     void expectRow(const QString& text, const QString& log, const QStringList& values);
