@@ -117,7 +117,8 @@ std::string scriptFor(const LogReader& log, const PlotOptions& options, const st
     std::ostringstream script;
     script << "set terminal " << terminalFor(options) << "\nset output " << quoted(options.output)
            << "\nset datafile separator '\\t'\nset xdata time\nset timefmt " << quoted(log.timeFormat())
-           << "\nset key outside\nset grid\nset autoscale xfix\nset xlabel 'local time'\nplot ";
+           << "\nset key outside\nset grid\nset autoscale xfix\nset offsets 0, 0, graph 0.05, graph 0.05\nset xlabel "
+              "'local time'\nplot ";
     const char* separator = "";
     for (size_t column : chosenColumns(log, options.patterns))
     {
