@@ -1,0 +1,420 @@
+// Every method of the interface with arguments that nobody would send. What is called comes from the interface's
+// description, so a new method is tried without a change here. BusFuzzTest --calls=20000 makes so many calls a method
+// in place of the usual ones, --seed=N other ones.
+#include "ProcessFigures.h"
+#include "SystemTest.h"
+
+#include <QDBusMetaType>
+#include <QDBusPendingCall>
+#include <QDBusPendingReply>
+#include <QDirIterator>
+#include <QRandomGenerator>
+#include <QXmlStreamReader>
+
+#include <algorithm>
+#include <limits>
+
+namespace
+{
+
+struct Method
+{
+    QString name;
+    QStringList types; ///< of its arguments, as they are on the wire
+};
+
+int option(const QString& name, int usual)
+{
+    const QString prefix = "--" + name + '=';
+    const QStringList given = QCoreApplication::arguments().filter(prefix);
+    return given.isEmpty() ? usual : given.first().mid(prefix.size()).toInt();
+}
+
+// A list of entries is published as a list of numbers, and is a list of lists.
+QString typeOf(const QString& published, const QString& annotated)
+{
+    return annotated == QLatin1String("QListEnergyLogEntry") ? QStringLiteral("aai") : published;
+}
+
+QList<Method> methods()
+{
+    QFile file(QStringLiteral(ZEMO_INTERFACE));
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly));
+    QXmlStreamReader xml(&file);
+    QList<Method> result;
+    QMap<QString, QString> annotations;
+    while (!xml.atEnd())
+    {
+        if (xml.readNext() != QXmlStreamReader::StartElement)
+            continue;
+        const QXmlStreamAttributes attributes = xml.attributes();
+        if (xml.name() == QLatin1String("method"))
+        {
+            result.append({attributes.value("name").toString(), {}});
+            annotations.clear();
+        }
+        if (xml.name() == QLatin1String("annotation"))
+            annotations[attributes.value("name").toString().section('.', -1)] = attributes.value("value").toString();
+        if (xml.name() == QLatin1String("arg") && attributes.value("direction") == QLatin1String("in"))
+        {
+            QStringList& types = result.last().types;
+            types.append(typeOf(attributes.value("type").toString(), annotations[QString("In%1").arg(types.size())]));
+        }
+    }
+    EXPECT_FALSE(xml.hasError());
+    return result;
+}
+
+/// Draws arguments. The same seed draws the same ones.
+class Dice
+{
+public:
+    explicit Dice(quint32 seed)
+        : random(seed)
+    {
+    }
+
+    bool oneIn(int count)
+    {
+        return random.bounded(count) == 0;
+    }
+
+    qsizetype below(qsizetype count)
+    {
+        return static_cast<qsizetype>(random.bounded(static_cast<quint32>(count)));
+    }
+
+    template <class Value> Value pick(std::initializer_list<Value> values)
+    {
+        return *(values.begin() + below(static_cast<qsizetype>(values.size())));
+    }
+
+    int number()
+    {
+        return pick({std::numeric_limits<int>::min(), std::numeric_limits<int>::min() + 1, -1000, -1, 0, 1, 2, 3, 100,
+                     std::numeric_limits<int>::max() - 1, std::numeric_limits<int>::max()});
+    }
+
+    QString text()
+    {
+        if (huge)
+            return QString(1024 * 1024, QLatin1Char('x'));
+        return pick<QString>({"",
+                              "a",
+                              "sub",
+                              "/",
+                              ".",
+                              "..",
+                              "../",
+                              "../other",
+                              "../../../../etc",
+                              "/etc/passwd",
+                              "sub/../../other",
+                              "a/../..",
+                              "..\\other",
+                              "%s%n%1$n%99999d",
+                              "\n\t\r",
+                              "\"; touch /var/zemo/shell; '`$(touch /var/zemo/shell)`",
+                              "-rf *",
+                              QString(255, 'n'),
+                              QString(5000, '/'),
+                              QString(5000, 'y'),
+                              QString(300, 'd') + '/',
+                              QString::fromUcs4(U"\u2603\U0001F600\u202e\ufeff"),
+                              "en_GB",
+                              "default",
+                              "C"});
+    }
+
+    qsizetype length()
+    {
+        return huge ? 100000 : pick<qsizetype>({0, 0, 1, 2, 3, 4, 5, 8, 12, 100, 300});
+    }
+
+    template <class Value> QList<Value> list(const std::function<Value()>& one)
+    {
+        QList<Value> values(length());
+        std::generate(values.begin(), values.end(), one);
+        return values;
+    }
+
+    // An entry is year, month, day, hour and values.
+    QList<int> entry()
+    {
+        QList<int> result = {pick({-1, 0, 1969, 1970, 2024, 2026, 2100, 65535, 65536}),
+                             pick({-1, 0, 1, 2, 12, 13, 255}), pick({0, 1, 28, 29, 30, 31, 32, 255}),
+                             pick({0, 12, 23, 24, 255})};
+        // A message of all lists has an end.
+        const qsizetype values = huge ? 8 : pick<qsizetype>({0, 1, 2, 3, 8, 255, 256});
+        for (qsizetype i = 0; i < values; ++i)
+            result.append(number());
+        return oneIn(10) ? result.mid(0, below(5)) : result;
+    }
+
+    QVariant value(const QString& type)
+    {
+        if (type == "b")
+            return oneIn(2);
+        if (type == "y")
+            return QVariant::fromValue(pick<uchar>({0, 1, 2, 8, 12, 13, 28, 31, 32, 127, 128, 255}));
+        if (type == "q")
+            return QVariant::fromValue(pick<ushort>({0, 1, 1969, 1970, 2024, 2026, 2100, 9999, 32767, 32768, 65535}));
+        if (type == "i")
+            return number();
+        if (type == "u")
+            return pick<uint>({0, 1, 2, 1000, 0x7fffffff, 0x80000000, 0xfffffffe, 0xffffffff});
+        if (type == "x")
+            return pick<qlonglong>({std::numeric_limits<qlonglong>::min(), -1, 0, 1, 1700000000, 4294967296,
+                                    std::numeric_limits<qlonglong>::max()});
+        if (type == "s")
+            return text();
+        return array(type);
+    }
+
+    QVariant array(const QString& type)
+    {
+        if (type == "as")
+            return QVariant::fromValue<QStringList>(
+                list<QString>([this] { return huge || !oneIn(50) ? "title" : text(); }));
+        if (type == "ay")
+            return QByteArray(length(), pick({'\0', '\1', '\11', '\12', '\377'}));
+        if (type == "ai")
+            return QVariant::fromValue(oneIn(2) ? entry() : list<int>([this] { return number(); }));
+        if (type == "ab")
+            return QVariant::fromValue(list<bool>([this] { return oneIn(2); }));
+        if (type == "aai")
+            return QVariant::fromValue(list<QList<int>>([this] { return entry(); }));
+        ADD_FAILURE() << "no values for the type " << qUtf8Printable(type);
+        return {};
+    }
+
+    /// Something that no method takes, or that this one doesn't take here.
+    QVariant oddity()
+    {
+        QVariant nested = 1;
+        for (int depth = 0; depth < 20; ++depth)
+            nested = QVariant::fromValue(QDBusVariant(nested));
+        return pick<QVariant>({value("b"), value("y"), value("q"), value("i"), value("u"), value("x"), value("s"),
+                               value("as"), value("ay"), value("ai"), value("ab"), value("aai"),
+                               std::numeric_limits<double>::quiet_NaN(), QVariant::fromValue<short>(-32768),
+                               QVariant::fromValue<qulonglong>(-1), QVariant::fromValue(QDBusObjectPath("/Logging")),
+                               QVariant::fromValue(QDBusSignature("a{sv}")), QVariantMap{{"key", nested}}, nested});
+    }
+
+    QVariantList arguments(const QStringList& types)
+    {
+        QVariantList result;
+        for (const QString& type : types)
+            result.append(value(type));
+        if (!huge && oneIn(4))
+            spoil(result);
+        return result;
+    }
+
+    /// Whether texts and lists are as long as they come, in place of all lengths but that.
+    bool huge = false;
+
+private:
+    void spoil(QVariantList& arguments)
+    {
+        const qsizetype place = below(arguments.size() + 1);
+        if (place == arguments.size() || oneIn(3))
+            arguments.insert(place, oddity());
+        else if (oneIn(2))
+            arguments.removeAt(place);
+        else
+            arguments[place] = oddity();
+    }
+
+    QRandomGenerator random;
+};
+
+/// Paths, sizes and times of all files under some folders.
+QStringList inventory(const QStringList& folders)
+{
+    QStringList result;
+    for (const QString& folder : folders)
+    {
+        QDirIterator files(folder, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
+                           QDirIterator::Subdirectories);
+        while (files.hasNext())
+        {
+            const QFileInfo file = files.nextFileInfo();
+            result.append(
+                QString("%1 %2 %3").arg(file.filePath()).arg(file.size()).arg(file.lastModified().toMSecsSinceEpoch()));
+        }
+    }
+    result.sort();
+    return result;
+}
+
+class BusFuzz : public SystemTest
+{
+protected:
+    BusFuzz()
+        : dice(static_cast<quint32>(option("seed", 1)))
+    {
+        qDBusRegisterMetaType<QList<QList<int>>>();
+        qDBusRegisterMetaType<QList<bool>>();
+        rig.setScenario(R"({"serial": "123456", "settings": "c2V0dGluZ3M=", "texts": {"59023": "Date"},
+                            "alarms": [{"number": 1, "name": "Blocked", "source": "Pump"}],
+                            "parameters": [{"id": 1, "name": "Pump", "default": true, "register": 1},
+                                           {"id": 2, "name": "Valve", "type": 1, "default": true}]})");
+        // A snapshot that goes on recording keeps its file open, and there would be thousands.
+        rig.setConfiguration("[internal]\nfuture=0\n");
+        // A database error passes through Qt's bus layer, which is built without exceptions: what it held is lost.
+        rig.daemon.setEnvironment("ASAN_OPTIONS", "detect_leaks=0");
+        rig.scratch.writeFile("/usr/bin/sync", "#!/bin/sh\n");
+        rig.scratch.writeFile("/usr/bin/getdebugfile.sh", "#!/bin/sh\n");
+    }
+
+    void SetUp() override
+    {
+        ASSERT_TRUE(rig.start());
+        other = rig.scratch.makeStick("other");
+        stick = rig.insertStick();
+        QDir(stick).mkdir("sub");
+        rig.scratch.writeFile(other + "/precious", "precious");
+        ASSERT_TRUE(rig.waitForStick(stick));
+    }
+
+    QDBusMessage draw(const Method& method)
+    {
+        QDBusMessage call =
+            QDBusMessage::createMethodCall("com.tarn.zemo.logd", "/Logging", "com.tarn.zemo.logd", method.name);
+        call.setArguments(dice.arguments(method.types));
+        return call;
+    }
+
+    /// Makes calls that want an answer, some at a time, and checks that each gets one.
+    void callAll(const Method& method, int count)
+    {
+        QList<QDBusPendingCall> pending;
+        for (int i = 0; i < count; ++i)
+        {
+            const QDBusMessage call = draw(method);
+            if (dice.oneIn(40))
+                callAndVanish(call);
+            else if (dice.oneIn(40))
+                rig.bus.connection().send(call);
+            else
+                pending.append(rig.bus.connection().asyncCall(call, 120'000));
+            if (pending.size() == 4)
+                collect(method, pending);
+        }
+        collect(method, pending);
+    }
+
+    /// In every round and by itself, so that a round takes what the one before took.
+    void callHugely(const Method& method)
+    {
+        dice.huge = true;
+        QList<QDBusPendingCall> pending = {rig.bus.connection().asyncCall(draw(method), 120'000)};
+        dice.huge = false;
+        collect(method, pending);
+    }
+
+    void collect(const Method& method, QList<QDBusPendingCall>& pending)
+    {
+        // With the event loop running, as nobody else reads what the daemon traces.
+        EXPECT_TRUE(waitUntil(
+            [&] { return std::all_of(pending.begin(), pending.end(), [](const auto& c) { return c.isFinished(); }); },
+            std::chrono::minutes(3)));
+        for (const QDBusPendingCall& call : pending)
+        {
+            const QDBusError::ErrorType error = call.error().type();
+            EXPECT_FALSE(error == QDBusError::NoReply || error == QDBusError::Timeout ||
+                         error == QDBusError::TimedOut || error == QDBusError::Disconnected)
+                << qUtf8Printable(method.name) << ": " << qUtf8Printable(call.error().message());
+            outcomes[call.isError() ? call.error().name() : QStringLiteral("answered")] += 1;
+        }
+        pending.clear();
+    }
+
+    void callAndVanish(const QDBusMessage& call)
+    {
+        const QString name = QStringLiteral("vanishing");
+        QDBusConnection::connectToBus(rig.bus.address(), name).asyncCall(call);
+        QDBusConnection::disconnectFromBus(name);
+        outcomes[QStringLiteral("vanished")] += 1;
+    }
+
+    /// Drops what the calls left behind. A number that is free is looked for from 1 on, so thousands of files would
+    /// make each next one slow.
+    void clearOutput()
+    {
+        for (const QString& folder : {stick, rig.scratch.outside("/var/zemo/var/log/zemologd")})
+            for (const QFileInfo& entry : QDir(folder).entryInfoList(QDir::AllEntries | QDir::NoDotAndDotDot))
+                if (!entry.isSymLink() && entry.isDir() && entry.fileName() != "sub")
+                    QDir(entry.filePath()).removeRecursively();
+                else if (entry.isFile() && !entry.isSymLink())
+                    QFile::remove(entry.filePath());
+        rig.daemon.forgetTrace();
+    }
+
+    /// All that the run keeps, but for the stick in use and where the daemon keeps its own files.
+    QStringList untouchable() const
+    {
+        const QString root = rig.scratch.root();
+        const QStringList own = {rig.scratch.outside("/var/zemo/var"), stick, root + "/run"};
+        QStringList all = inventory({root});
+        all.removeIf(
+            [&](const QString& file) {
+                return std::any_of(own.begin(), own.end(),
+                                   [&](const QString& folder) { return file.startsWith(folder); });
+            });
+        return all;
+    }
+
+    Dice dice;
+    QString stick;
+    QString other;
+    QMap<QString, int> outcomes;
+};
+
+} // namespace
+
+TEST_F(BusFuzz, NoArgumentsBringTheDaemonDownOrLeaveACallerWithoutAnAnswer)
+{
+    const int calls = option("calls", 200);
+    const QList<Method> all = methods();
+    ASSERT_EQ(all.size(), 39);
+    const QStringList untouched = untouchable();
+    constexpr int rounds = 10;
+    QList<ProcessFigures> figures;
+
+    for (int round = 0; round < rounds; ++round)
+    {
+        for (const Method& method : all)
+        {
+            callHugely(method);
+            for (int made = 0; made < calls / rounds; made += 50)
+            {
+                callAll(method, std::min(50, calls / rounds - made));
+                clearOutput();
+            }
+            ASSERT_TRUE(rig.daemon.isRunning()) << qUtf8Printable(method.name);
+        }
+        figures.append(ProcessFigures::of(rig.daemon.processId()));
+    }
+
+    for (auto outcome = outcomes.begin(); outcome != outcomes.end(); ++outcome)
+        std::cout << outcome.value() << " " << qUtf8Printable(outcome.key()) << '\n';
+    for (const ProcessFigures& figure : figures)
+        std::cout << figure.residentMebibytes << " MiB, " << figure.descriptors << " descriptors, " << figure.threads
+                  << " threads\n";
+    QDBusPendingReply<bool> last = rig.logd().isUsbLogActive();
+    EXPECT_TRUE(waitUntil([&] { return last.isFinished(); }) && last.isValid());
+    EXPECT_GT(outcomes["answered"], calls * 39 / 2);
+    EXPECT_EQ(outcomes["org.freedesktop.DBus.Error.LimitsExceeded"], 0);
+    EXPECT_EQ(untouchable(), untouched);
+#ifndef __SANITIZE_ADDRESS__
+    const auto less = [](const ProcessFigures& left, const ProcessFigures& right)
+    { return left.residentMebibytes < right.residentMebibytes; };
+    const double before = std::max_element(figures.begin(), figures.begin() + rounds / 2, less)->residentMebibytes;
+    const double after = std::min_element(figures.begin() + rounds / 2, figures.end(), less)->residentMebibytes;
+    // Each database error costs what its call brought along, see above.
+    EXPECT_LT(after, before + 10 + 0.02 * outcomes["org.freedesktop.DBus.Error.UnknownObject"]);
+#endif
+    EXPECT_EQ(rig.daemon.stop(), 0);
+}
