@@ -1,0 +1,269 @@
+#include "Soak.h"
+
+#include <QDBusPendingReply>
+#include <QDir>
+#include <QFile>
+
+#include <algorithm>
+#include <cstdio>
+
+namespace
+{
+
+constexpr int stepSeconds = 600;
+constexpr int stepsInAnHour = 3600 / stepSeconds;
+constexpr int customLog = 7;
+constexpr double memoryLimit = 100;
+
+QDateTime timeOf(const QByteArray& row)
+{
+    return QDateTime::fromString(QString::fromLatin1(row.first(qMin<qsizetype>(row.size(), 19))),
+                                 QStringLiteral("yyyy-MM-dd hh:mm:ss"));
+}
+
+QList<QDateTime> rowsOf(const QString& path)
+{
+    QList<QDateTime> rows;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return rows;
+    file.readLine();
+    while (!file.atEnd())
+        rows.append(timeOf(file.readLine()));
+    return rows;
+}
+
+QDate dateInName(const QString& path)
+{
+    return QDate::fromString(QFileInfo(path).fileName().left(8), QStringLiteral("yyyyMMdd"));
+}
+
+// The main log's files on a stick, the oldest first.
+QStringList mainLogsOn(const QString& stick)
+{
+    QStringList paths;
+    const QDir folder(stick);
+    for (const QFileInfo& file : folder.entryInfoList({QStringLiteral("2*.csv")}, QDir::Files, QDir::Name))
+        paths.append(file.filePath());
+    return paths;
+}
+
+} // namespace
+
+Soak::Soak(const SoakPlan& soakPlan)
+    : plan(soakPlan)
+{
+}
+
+SoakReport Soak::run()
+{
+    fakeClock::runFrom(rig.daemon, plan.start, plan.speed);
+    demand(rig.startBus() && rig.startPlatform(), QStringLiteral("bus and platform start"));
+    elapsed.start();
+    demand(rig.startDaemon(), QStringLiteral("the daemon starts"));
+    demand(answer(rig.logd().initEnergyLog(4, -1)), QStringLiteral("the energy log starts"));
+    const auto steps = static_cast<int>(plan.seconds / stepSeconds);
+    for (int step = 0; step < steps && rig.daemon.isRunning(); ++step)
+    {
+        const QDateTime due = plan.start.addSecs(qint64{step} * stepSeconds);
+        demand(waitUntil([&] { return now() >= due; }, std::chrono::hours(1)), QStringLiteral("time goes on"));
+        act(step);
+    }
+    const QDateTime end = plan.start.addSecs(plan.seconds);
+    demand(waitUntil([&] { return now() >= end; }, std::chrono::hours(1)), QStringLiteral("time goes on"));
+    endLogs();
+    countEnergyHours();
+    noteFigures();
+    demand(rig.daemon.isRunning(), QStringLiteral("the daemon is still there"));
+    demand(rig.daemon.stop() == 0, QStringLiteral("the daemon ends as it should"));
+    judgeFigures();
+    return report;
+}
+
+void Soak::act(int step)
+{
+    if (step % (2 * stepsInAnHour) == 0)
+        changeStick();
+    if (step % stepsInAnHour == 0)
+        addEnergyHour();
+    if (step % (6 * stepsInAnHour) == 1)
+        takeSnapshots();
+    noteFigures();
+    if (step % stepsInAnHour == 0)
+        printProgress();
+    rig.daemon.forgetTrace();
+}
+
+void Soak::changeStick()
+{
+    if (!stick.isEmpty())
+    {
+        endLogs();
+        demand(rig.platform.removeDrive(stick), QStringLiteral("the stick goes"));
+    }
+    rig.daemon.forgetTrace();
+    stick = rig.insertStick(QStringLiteral("usb%1").arg(++sticks));
+    QDir(stick).mkdir(QStringLiteral("snapshots"));
+    demand(rig.daemon.waitForTrace(QLatin1String("USB Drive Inserted ") + stick), QStringLiteral("the stick is seen"));
+    beginLogs();
+}
+
+void Soak::beginLogs()
+{
+    // The stick is traced just before it is taken.
+    demand(waitUntil([&] { return answer(rig.logd().startLogUsb(1, false, QStringLiteral("default"))); }),
+           QStringLiteral("the main log starts"));
+    demand(answer(rig.logd().configureCustomLogUsb(customLog, QStringLiteral("custom"), {1000, 1001, 1002})) &&
+               answer(rig.logd().startCustomLogUsb(customLog, 10, false)),
+           QStringLiteral("the custom log starts"));
+    ++report.runs;
+    if (report.runs == 1)
+        report.first = ProcessFigures::of(rig.daemon.processId());
+}
+
+void Soak::endLogs()
+{
+    demand(answer(rig.logd().stopLogUsb()) && answer(rig.logd().stopCustomLogUsb(customLog)),
+           QStringLiteral("the logs end"));
+    judgeMainLog(mainLogsOn(stick));
+    demand(rowsOf(stick + QStringLiteral("/custom-123456-1.csv")).size() > 1,
+           QStringLiteral("the custom log has rows"));
+    QDir(stick).removeRecursively();
+}
+
+void Soak::judgeMainLog(const QStringList& files)
+{
+    QList<QDateTime> rows;
+    for (const QString& file : files)
+        rows += rowsOf(file);
+    judgeRows(rows);
+    for (qsizetype place = 1; place < files.size(); ++place)
+        judgeMidnight(files[place - 1], files[place]);
+    if (!rows.isEmpty())
+        demand(files.size() == rows.first().date().daysTo(rows.last().date()) + 1,
+               QStringLiteral("each day has its file: %1 of them").arg(files.size()));
+}
+
+void Soak::judgeRows(const QList<QDateTime>& rows)
+{
+    demand(rows.size() > 1, QStringLiteral("the main log has rows"));
+    for (qsizetype place = 1; place < rows.size(); ++place)
+    {
+        const qint64 step = rows[place - 1].secsTo(rows[place]);
+        demand(step > 0, QStringLiteral("rows follow each other, also at %1").arg(rows[place].toString(Qt::ISODate)));
+        report.ticks += step;
+        report.missed += step - 1;
+        report.longestGap = std::max(report.longestGap, step - 1);
+    }
+}
+
+// The tick that finds the new date still writes its row to the old file.
+void Soak::judgeMidnight(const QString& before, const QString& after)
+{
+    ++report.midnights;
+    const QList<QDateTime> newRows = rowsOf(after);
+    const QList<QDateTime> oldRows = rowsOf(before);
+    const QString where = QStringLiteral(" at the midnight before ") + dateInName(after).toString(Qt::ISODate);
+    const bool filled = !newRows.isEmpty() && !oldRows.isEmpty();
+    demand(filled && dateInName(before).addDays(1) == dateInName(after),
+           QStringLiteral("the file of the new date") + where);
+    // A busy machine may be away for some seconds of ours.
+    const QDateTime midnight = dateInName(after).startOfDay();
+    const QDateTime limit = midnight.addSecs(qint64{5} * plan.speed);
+    demand(filled && oldRows.last() >= midnight.addSecs(qint64{-5} * plan.speed) && oldRows.last() <= limit &&
+               newRows.first() > oldRows.last() && newRows.first() <= limit,
+           QStringLiteral("rows on both sides") + where);
+}
+
+void Soak::takeSnapshots()
+{
+    const int before = static_cast<int>(QDir(stick + QStringLiteral("/snapshots")).count());
+    // Complete when the call returns, and false then, as nothing goes on being recorded.
+    answer(rig.logd().saveRamLogToUsb(QStringLiteral("snapshots")));
+    demand(static_cast<int>(QDir(stick + QStringLiteral("/snapshots")).count()) == before + 1,
+           QStringLiteral("a snapshot lies on the stick"));
+    if (internalLog)
+        demand(answer(rig.logd().removeLogFromInternalMem(*internalLog)), QStringLiteral("an internal log goes"));
+    const QDBusPendingReply<uint> id = rig.logd().saveRamLogToInternalMem();
+    demand(waitUntil([&] { return id.isFinished(); }) && id.isValid(), QStringLiteral("an internal log is made"));
+    internalLog = id.value();
+    report.snapshots += 2;
+}
+
+void Soak::addEnergyHour()
+{
+    const QDateTime hour = now();
+    const zemo::data::EnergyLogEntry entry(
+        static_cast<unsigned short>(hour.date().year()), static_cast<unsigned char>(hour.date().month()),
+        static_cast<unsigned char>(hour.date().day()), static_cast<unsigned char>(hour.time().hour()), {1, 2, 3, 4});
+    demand(answer(rig.logd().addEnergyLogHourlyEntry(entry)), QStringLiteral("an hour of energy is taken"));
+    demand(answer(rig.logd().summarizeEnergyLogMonth(entry.year(), entry.month(), {true, false, true, false})),
+           QStringLiteral("a month is summed up"));
+    energyHours.append(hour);
+}
+
+void Soak::countEnergyHours()
+{
+    if (energyHours.isEmpty())
+        return;
+    const QDate from = energyHours.first().date();
+    const QDate to = energyHours.last().date();
+    const QDBusPendingReply<QListEnergyLogEntry> entries = rig.logd().getEnergyLogHourly(
+        static_cast<ushort>(from.year()), static_cast<uchar>(from.month()), static_cast<uchar>(from.day()), 0,
+        static_cast<ushort>(to.year()), static_cast<uchar>(to.month()), static_cast<uchar>(to.day()), 23);
+    demand(waitUntil([&] { return entries.isFinished(); }) && entries.isValid(), QStringLiteral("the hours are read"));
+    report.energyHours = static_cast<int>(entries.value().size());
+    demand(report.energyHours == energyHours.size(),
+           QStringLiteral("%1 of %2 hours of energy are kept").arg(report.energyHours).arg(energyHours.size()));
+}
+
+void Soak::noteFigures()
+{
+    report.last = ProcessFigures::of(rig.daemon.processId());
+    ProcessFigures& highest = report.highest;
+    highest.residentMebibytes = std::max(highest.residentMebibytes, report.last.residentMebibytes);
+    highest.peakResidentMebibytes = std::max(highest.peakResidentMebibytes, report.last.peakResidentMebibytes);
+    highest.threads = std::max(highest.threads, report.last.threads);
+    highest.descriptors = std::max(highest.descriptors, report.last.descriptors);
+}
+
+void Soak::printProgress()
+{
+    std::printf("%s  %.1f MiB, %d descriptors, %d threads; %lld of %lld ticks missed, at most %lld in a row\n",
+                qUtf8Printable(now().toString(QStringLiteral("yyyy-MM-dd hh:mm"))), report.last.residentMebibytes,
+                report.last.descriptors, report.last.threads, static_cast<long long>(report.missed),
+                static_cast<long long>(report.ticks), static_cast<long long>(report.longestGap));
+    std::fflush(stdout);
+}
+
+// Both logs are closed at the end, and nothing else may be left open.
+void Soak::judgeFigures()
+{
+    demand(report.highest.peakResidentMebibytes < memoryLimit, QStringLiteral("memory stays below 100 MiB"));
+    demand(report.last.descriptors <= report.first.descriptors + 2,
+           QStringLiteral("descriptors: %1 at first, %2 at the end")
+               .arg(report.first.descriptors)
+               .arg(report.last.descriptors));
+    demand(report.last.threads <= report.first.threads + 1,
+           QStringLiteral("threads: %1 at first, %2 at the end").arg(report.first.threads).arg(report.last.threads));
+    // At this speed a tick is some milliseconds of a machine that has other work as well.
+    demand(report.missed * 5 <= report.ticks,
+           QStringLiteral("%1 of %2 ticks are missed").arg(report.missed).arg(report.ticks));
+}
+
+// With the event loop running, as nobody else reads what the daemon traces.
+bool Soak::answer(const QDBusPendingReply<bool>& call)
+{
+    return waitUntil([&] { return call.isFinished(); }) && call.isValid() && call.value();
+}
+
+void Soak::demand(bool held, const QString& what)
+{
+    if (!held)
+        report.problems.append(now().toString(QStringLiteral("yyyy-MM-dd hh:mm: not so: ")) + what);
+}
+
+QDateTime Soak::now() const
+{
+    return elapsed.isValid() ? plan.start.addMSecs(elapsed.elapsed() * plan.speed) : plan.start;
+}

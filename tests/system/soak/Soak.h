@@ -1,0 +1,71 @@
+#pragma once
+
+#include "FakeClock.h"
+#include "ProcessFigures.h"
+#include "Rig.h"
+
+#include <QDateTime>
+#include <QElapsedTimer>
+
+/// How long the daemon's clock runs, from when, and how many times as fast as ours.
+struct SoakPlan
+{
+    QDateTime start;
+    qint64 seconds = 0;
+    int speed = 60;
+};
+
+/// What came of it.
+struct SoakReport
+{
+    qint64 ticks = 0;  ///< seconds between the first and the last row of each run of the main log
+    qint64 missed = 0; ///< those of them without a row
+    qint64 longestGap = 0;
+    int midnights = 0; ///< how many the main log went through
+    int runs = 0;      ///< of the main log, each on a stick that had just come in
+    int snapshots = 0;
+    int energyHours = 0;
+    ProcessFigures first; ///< after the first stick
+    ProcessFigures last;
+    ProcessFigures highest; ///< each figure's own highest
+    QStringList problems;   ///< none if all is well
+};
+
+/// Days in the life of the daemon, with a quick clock: a main and a custom log on a stick that is changed every two
+/// hours, snapshots to the stick and to internal memory, an entry of the energy log each hour. A line on standard
+/// output tells of every hour.
+class Soak
+{
+public:
+    explicit Soak(const SoakPlan& plan);
+
+    SoakReport run();
+
+private:
+    void act(int step);
+    void changeStick();
+    void beginLogs();
+    void endLogs();
+    void judgeMainLog(const QStringList& files);
+    void judgeRows(const QList<QDateTime>& rows);
+    void judgeMidnight(const QString& before, const QString& after);
+    void takeSnapshots();
+    void addEnergyHour();
+    void countEnergyHours();
+    void noteFigures();
+    void printProgress();
+    void judgeFigures();
+
+    bool answer(const QDBusPendingReply<bool>& call);
+    void demand(bool held, const QString& what);
+    QDateTime now() const;
+
+    SoakPlan plan;
+    Rig rig;
+    QElapsedTimer elapsed;
+    SoakReport report;
+    QString stick;
+    int sticks = 0;
+    std::optional<uint> internalLog;
+    QList<QDateTime> energyHours;
+};

@@ -1,0 +1,38 @@
+// usage: zemo-soak [DAYS] [--speed N]
+#include "Soak.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+
+#include <cstdio>
+
+int main(int argc, char** argv)
+{
+    const QCoreApplication application(argc, argv);
+    QCommandLineParser options;
+    options.addHelpOption();
+    options.addPositionalArgument(QStringLiteral("DAYS"), QStringLiteral("of the daemon's clock, 1 if not given"));
+    options.addOption({QStringLiteral("speed"), QStringLiteral("times as fast as ours, 60 if not given"),
+                       QStringLiteral("N"), QStringLiteral("60")});
+    options.process(application);
+    const double days = options.positionalArguments().value(0, QStringLiteral("1")).toDouble();
+    const int speed = options.value(QStringLiteral("speed")).toInt();
+    if (days <= 0 || speed <= 0)
+        options.showHelp(2);
+
+    // Sticks change at odd hours, so that there is one in at midnight.
+    const QDateTime start(QDate(2026, 3, 5), QTime(21, 0));
+    const SoakReport report = Soak({start, static_cast<qint64>(days * 86400), speed}).run();
+
+    std::printf(
+        "%lld of %lld ticks missed, at most %lld in a row; %d sticks, %d midnights, %d snapshots, %d hours of "
+        "energy\n%.1f MiB at most, %.1f at first, %.1f at the end; descriptors %d, %d, %d; threads %d, %d, %d\n",
+        static_cast<long long>(report.missed), static_cast<long long>(report.ticks),
+        static_cast<long long>(report.longestGap), report.runs, report.midnights, report.snapshots, report.energyHours,
+        report.highest.peakResidentMebibytes, report.first.residentMebibytes, report.last.residentMebibytes,
+        report.highest.descriptors, report.first.descriptors, report.last.descriptors, report.highest.threads,
+        report.first.threads, report.last.threads);
+    for (const QString& problem : report.problems)
+        std::printf("%s\n", qUtf8Printable(problem));
+    return report.problems.isEmpty() ? 0 : 1;
+}
