@@ -158,10 +158,12 @@ int BusGate::pollTimeout() const
 // What the process has sent up to now goes out; then both sides see the end.
 void BusGate::finish()
 {
-    while (m_process.receive() && !m_process.input.isEmpty())
+    qsizetype had = 0;
+    do
     {
-        passFromProcess();
-    }
+        had = m_process.input.size();
+    } while (m_process.receive() && m_process.input.size() > had);
+    passFromProcess();
     pollfd entry = {m_bus.number(), POLLOUT, 0};
     while (!m_bus.output.isEmpty() && poll(&entry, 1, farewellMs) == 1 && m_bus.send())
     {
