@@ -205,7 +205,8 @@ TEST_F(CustomLogs, ARunningLogOutlivesTheRemovalOfItsDriveUntilItIsStopped)
 {
     const QString stick = startWithStick();
     rig.logd().configureCustomLogUsb(1, "boiler", {10});
-    rig.logd().startCustomLogUsb(1, 1, false);
+    // The removal doesn't wait behind the call.
+    ASSERT_TRUE(rig.logd().startCustomLogUsb(1, 1, false).value());
 
     ASSERT_TRUE(rig.platform.removeDrive(stick));
     ASSERT_TRUE(waitForLines(stick + "/boiler-123456-1.csv", 4));
