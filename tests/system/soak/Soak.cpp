@@ -260,7 +260,7 @@ bool Soak::answer(const QDBusPendingReply<bool>& call)
 void Soak::demand(bool held, const QString& what)
 {
     if (!held)
-        report.problems.append(now().toString(QStringLiteral("yyyy-MM-dd hh:mm: not so: ")) + what);
+        report.problems.append(now().toString(QStringLiteral("yyyy-MM-dd hh:mm")) + QLatin1String(": not so: ") + what);
 }
 
 QDateTime Soak::now() const
