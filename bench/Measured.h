@@ -48,7 +48,7 @@ inline void resume(benchmark::State& state)
 }
 
 /// Instructions need no repetition to be exact: under callgrind each loop runs so often.
-constexpr int CountedIterations = 20;
+constexpr int CountedIterations = 5;
 
 inline void countable(benchmark::internal::Benchmark* work)
 {
