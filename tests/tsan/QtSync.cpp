@@ -83,11 +83,19 @@ bool QMetaObject::invokeMethodImpl(QObject* object, QtPrivate::QSlotObjectBase* 
 {
     static auto* const invoke = real<bool(QObject*, QtPrivate::QSlotObjectBase*, Qt::ConnectionType, void*)>(
         "_ZN11QMetaObject16invokeMethodImplEP7QObjectPN9QtPrivate15QSlotObjectBaseEN2Qt14ConnectionTypeEPv");
-    slot->ref(); // it goes only when it is known that the other thread has done with it
+    // Whoever waits lets go of it last, and only when it is known that the other thread has done with it.
+    const bool waits = type == Qt::BlockingQueuedConnection;
+    if (waits)
+    {
+        slot->ref();
+    }
     __tsan_release(&events);
     const bool invoked = invoke(object, slot, type, result);
     __tsan_acquire(&events);
-    slot->destroyIfLastRef();
+    if (waits)
+    {
+        slot->destroyIfLastRef();
+    }
     return invoked;
 }
 
