@@ -5,8 +5,6 @@
 
 #include <zemo/DataManagementClient.h>
 
-#include <QDir>
-
 using zemo::data::DataManagementClient;
 
 namespace
@@ -21,14 +19,6 @@ QSharedPointer<FileLogger> makeCustomLogger(const CustomLogConfig& objL_config, 
     objL_logger->moveToThread(objL_thread);
     objL_logger->setBaseName(objL_config.prefix);
     return objL_logger;
-}
-
-/// Whether files whose names begin with the prefix lie on the stick. By text alone, as the name is put together.
-bool staysOnStick(const QString& objL_usbPath, const QString& objL_prefix)
-{
-    const QDir objL_root(objL_usbPath);
-    const QString objL_path = QDir::cleanPath(objL_root.absoluteFilePath(objL_prefix + QLatin1Char('-')));
-    return objL_path.startsWith(objL_root.absolutePath() + QLatin1Char('/'));
 }
 
 } // namespace
@@ -72,11 +62,6 @@ bool LogDaemon::startCustomUsbLog(int id, int interval, bool continueLog)
     if (!objL_config)
     {
         ZEMO_TRACE(traceModule(), 1, "USB Logging (log: %d) is missing config. Not starting.", id);
-        return false;
-    }
-    if (!staysOnStick(usbPath, objL_config->prefix))
-    {
-        ZEMO_TRACE(traceModule(), 4, "Path should be relative to USB root: %s", qUtf8Printable(objL_config->prefix));
         return false;
     }
     const QSharedPointer<FileLogger> objL_logger = makeCustomLogger(*objL_config, usbPath, interval, thread());

