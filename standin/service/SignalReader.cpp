@@ -174,7 +174,7 @@ Signal readNumbers(const JsonNode& node, const NumberRange& range, const Paramet
         kind.refuse(mistake);
         object.ignoreOtherKeys();
     }
-    else if (signal.kind == Signal::Kind::Modbus)
+    else if (signal.kind == Signal::Kind::Modbus && place)
     {
         signal.source = readSource(object, *place);
     }
