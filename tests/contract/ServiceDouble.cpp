@@ -3,6 +3,10 @@
 #include <wire/Names.h>
 #include <wire/Records.h>
 
+#include <QDeadlineTimer>
+
+#include <thread>
+
 using namespace zemo;
 
 namespace
@@ -146,7 +150,11 @@ void ServiceDouble::live()
 {
     m_bus = QDBusConnection::connectToBus(QString::fromLocal8Bit(qgetenv("DBUS_SYSTEM_BUS_ADDRESS")), connectionName);
     m_bus.registerVirtualObject(wire::objectPath, this);
-    appear();
+    // The bus may still have to see that the connection before is gone, and to it the name belongs until then.
+    for (const QDeadlineTimer end(10000); !m_bus.registerService(wire::serviceName) && !end.hasExpired();)
+    {
+        std::this_thread::yield();
+    }
 }
 
 void ServiceDouble::die()

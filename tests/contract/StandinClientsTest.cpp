@@ -81,28 +81,37 @@ QStringList answering(hardware::UsbClient& usb)
     return found;
 }
 
+// Has an answer for every operation before anybody asks.
+class AnsweringService : public ServiceDouble
+{
+public:
+    AnsweringService()
+    {
+        const zdatetime_t time{2024, 3, 5, 14, 7, 9};
+        values = {{1, {}}};
+        metadata = {{1, {}}};
+        defaultLog = {1};
+        modbusParams = {1};
+        changeLog = {{{}, {}, time}};
+        settings = "settings";
+        hourlyPower = {{1, 1, 1, 1}};
+        quarterlyPower = {{1, 1, 1, 1}};
+        drives = {QStringLiteral("/media/first")};
+        texts = {{1, QStringLiteral("one")}};
+        alarms = {{time::DateTime(&time), {}, 1, {}, {}}};
+    }
+};
+
 class StandinClients : public testing::Test
 {
 protected:
     StandinClients()
     {
-        const zdatetime_t time{2024, 3, 5, 14, 7, 9};
-        services.values = {{1, {}}};
-        services.metadata = {{1, {}}};
-        services.defaultLog = {1};
-        services.modbusParams = {1};
-        services.changeLog = {{{}, {}, time}};
-        services.settings = "settings";
-        services.hourlyPower = {{1, 1, 1, 1}};
-        services.quarterlyPower = {{1, 1, 1, 1}};
-        services.drives = {QStringLiteral("/media/first")};
-        services.texts = {{1, QStringLiteral("one")}};
-        services.alarms = {{time::DateTime(&time), {}, 1, {}, {}}};
         EXPECT_EQ(answering(usb), operations);
         forgetTrace();
     }
 
-    ServiceDouble services;
+    AnsweringService services;
     hardware::UsbClient usb{nullptr};
 };
 
@@ -292,7 +301,6 @@ TEST_F(StandinClients, AServiceThatDiesOverACallEndsTheWaiting)
 
 TEST_F(StandinClients, SignalsOfARestartedServiceArrive)
 {
-    GTEST_SKIP() << "a restart can have a drive told of twice: the order of answer and signal is open";
     QSignalSpy inserted(&usb, SIGNAL(driveInserted(QString)));
     services.die();
     services.live();
@@ -350,7 +358,6 @@ TEST_F(StandinClients, ADriveThatIsPresentWhenTheServiceAppearsLaterIsReported)
 
 TEST_F(StandinClients, WhatChangedWhileTheServiceWasAwayIsReported)
 {
-    GTEST_SKIP() << "a restart can have a drive told of twice: the order of answer and signal is open";
     // The client has to know of the first drive; a signal behind its question is also behind the answer.
     ASSERT_TRUE(waitForRestoreSignal(services));
     QSignalSpy inserted(&usb, SIGNAL(driveInserted(QString)));
@@ -370,7 +377,6 @@ TEST_F(StandinClients, WhatChangedWhileTheServiceWasAwayIsReported)
 
 TEST_F(StandinClients, ADriveThatStayedWhileTheServiceWasAwayIsNotReportedAgain)
 {
-    GTEST_SKIP() << "a restart can have a drive told of twice: the order of answer and signal is open";
     ASSERT_TRUE(waitForRestoreSignal(services));
     QSignalSpy inserted(&usb, SIGNAL(driveInserted(QString)));
     services.vanish();
