@@ -85,11 +85,6 @@ RamSample* RamParameter::removeFirst()
     first = objL_removed->next;
     std::destroy_at(objL_removed);
     --count;
-    if (!first)
-    {
-        clear();
-        return nullptr;
-    }
     const auto objL_slab =
         std::find_if(slabs.begin(), slabs.end(), [this](const Slab& objL_each) { return objL_each.holds(first); });
     const auto iL_emptied = static_cast<size_t>(objL_slab - slabs.begin());

@@ -32,7 +32,8 @@ public:
     /// Stores a sample behind `last`.
     void append(uint32_t u32L_time, const zemo::data::DataValue& objL_value);
     /// Removes the sample behind `objL_previous`, or the first one when that is null, and answers the one behind it.
-    /// `last` is left to the caller when that was the removed one. Pointers to other samples stay good.
+    /// One sample at least must stay. `last` is left to the caller when that was the removed one. Pointers to other
+    /// samples stay good.
     RamSample* removeAfter(RamSample* objL_previous);
     void clear();
     /// Closes the gaps that removals left, once they are worth it. Samples move: pointers to them are void.
