@@ -1,5 +1,6 @@
 #include "FakePlatform.h"
 #include "LoggerTestSupport.h"
+#include "Refusal.h"
 
 #include "logging/BinaryLogger.h"
 #include "logging/RAMLogger.h"
@@ -818,6 +819,17 @@ TEST_F(BinaryLoggerTest, AnythingButAFileAnswersFalse)
     EXPECT_FALSE(BinaryLogger::read("/dev/zero", &target));
 
     EXPECT_TRUE(target.happened.empty());
+}
+
+TEST_F(BinaryLoggerTest, AFileWithoutTheRightToReadItAnswersFalseWithoutATrace)
+{
+    writeFile(path("other.blf"), WorkedExample);
+    NEEDS_REFUSAL(path("other.blf"));
+
+    EXPECT_FALSE(BinaryLogger::read(path("other.blf"), &target));
+
+    EXPECT_TRUE(target.happened.empty());
+    EXPECT_TRUE(platform.trace().empty());
 }
 
 TEST_F(BinaryLoggerTest, AnEmptyFileAnswersFalse)

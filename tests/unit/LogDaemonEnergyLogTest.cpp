@@ -559,6 +559,19 @@ TEST_F(LogDaemonEnergyLogTest, AFailedHourlyFileDoesNotStopTheMonthlyOne)
     EXPECT_EQ(noticedTexts().last(), QStringLiteral("completed false"));
 }
 
+TEST_F(LogDaemonEnergyLogTest, AFailedMonthlyFileFailsTheExportThoughTheHourlyOneIsWritten)
+{
+    ASSERT_TRUE(daemon->initEnergyLog(3, invalid));
+    ASSERT_TRUE(daemon->addEnergyLogMonthlyEntry(entry(year, 3, 1, 0, {1, 2, 3})));
+
+    EXPECT_TRUE(exportMonths({QStringLiteral("a")}, decimals012));
+
+    ASSERT_TRUE(waitForSyncs(2));
+    EXPECT_EQ(exported("hourly"), "\ta\n") << "no rows, nothing compared";
+    EXPECT_EQ(exported("monthly"), "");
+    EXPECT_EQ(noticedTexts().last(), QStringLiteral("completed false"));
+}
+
 TEST_F(LogDaemonEnergyLogTest, JanuaryToFebruaryOfALeapYearRunsToTheLastHourOfTheLeapDay)
 {
     const ushort leapYear = comingLeapYear();

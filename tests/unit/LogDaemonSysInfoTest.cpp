@@ -1,5 +1,6 @@
 #include "ExportStage.h"
 #include "LogConfig.h"
+#include "Refusal.h"
 
 #include <QDateTime>
 #include <QRegularExpression>
@@ -50,17 +51,6 @@ void makeArgumentsScript(const QString& path)
 {
     makeScript("printf '%s\\n' \"$@\" >" + path.toUtf8());
 }
-
-/// Whether this user may be kept from reading a file at all; a privileged one may not.
-bool canBeRefused(const QString& path)
-{
-    chmod(QFile::encodeName(path).constData(), 0);
-    return !QFile(path).open(QIODevice::ReadOnly);
-}
-
-#define NEEDS_REFUSAL(path)                                                                                            \
-    if (!canBeRefused(path))                                                                                           \
-    GTEST_SKIP() << "this user may read everything"
 
 void makeSocket(const QString& path)
 {

@@ -1,6 +1,7 @@
 #include "FakePlatform.h"
 #include "LogConfig.h"
 #include "LogDaemonInspector.h"
+#include "Refusal.h"
 #include "logging/CSVLogger.h"
 
 #include <QDir>
@@ -582,6 +583,18 @@ TEST_F(UsbLog, ADirectoryInPlaceOfLogSetEmptiesTheManualParametersWithoutAReport
 
     EXPECT_TRUE(inspector.manualIds().isEmpty());
     EXPECT_EQ(platform.trace().size(), 1U); // the insertion's own
+}
+
+TEST_F(UsbLog, ALogSetWithoutTheRightToReadItEmptiesTheManualParameters)
+{
+    putOnStick("LOG.SET", "[ZEMOLOG;20240305]\n77\n");
+    platform.insertDrive(stick.path());
+    ASSERT_EQ(inspector.manualIds(), QList<int>{77});
+    NEEDS_REFUSAL(stick.filePath("LOG.SET"));
+
+    platform.insertDrive(stick.path());
+
+    EXPECT_TRUE(inspector.manualIds().isEmpty());
 }
 
 TEST_F(UsbLog, APipeInPlaceOfLogSetDoesNotHoldUpTheInsertion)

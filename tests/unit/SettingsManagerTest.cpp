@@ -1,5 +1,6 @@
 #include "settings/SettingsManager.h"
 #include "FakePlatform.h"
+#include "Refusal.h"
 
 #include <QCryptographicHash>
 #include <QDate>
@@ -877,6 +878,15 @@ TEST(SettingsManager, AFolderInThePlaceOfTheFileCannotBeOpened)
 {
     Stick stick;
     QDir(stick.folder.path()).mkpath("STORE.SET");
+
+    stick.expectRefusedRestore("Settings: Restore failed - unable to open file: " + stick.path().toStdString());
+}
+
+TEST(SettingsManager, AFileWithoutTheRightToReadItCannotBeOpened)
+{
+    Stick stick;
+    write(stick.path(), settingsFile("Pump", "payload"));
+    NEEDS_REFUSAL(stick.path());
 
     stick.expectRefusedRestore("Settings: Restore failed - unable to open file: " + stick.path().toStdString());
 }
