@@ -672,6 +672,18 @@ TEST_F(BinaryLoggerTest, LogHoldsTheLogMutexAndTheFileMutex)
     EXPECT_TRUE(held.were(true, true));
 }
 
+TEST_F(BinaryLoggerTest, LogTakesTheLogMutexBeforeTheFileMutex)
+{
+    begin({});
+    logger.fileMutex.lock();
+
+    std::thread row([&] { logger.log(1700000000, {}); });
+
+    EXPECT_TRUE(getsTaken(logger.logMutex));
+    logger.fileMutex.unlock();
+    row.join();
+}
+
 TEST_F(BinaryLoggerTest, StopHoldsTheLogMutexAlone)
 {
     begin({});

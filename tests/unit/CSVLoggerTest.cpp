@@ -553,6 +553,18 @@ TEST_F(CSVLoggerTest, LogHoldsTheLogMutexAndTheFileMutex)
     EXPECT_TRUE(fileMutexHeld);
 }
 
+TEST_F(CSVLoggerTest, LogTakesTheLogMutexBeforeTheFileMutex)
+{
+    begin();
+    logger.fileMutex.lock();
+
+    std::thread row([&] { logger.log(1700000000, {}); });
+
+    EXPECT_TRUE(getsTaken(logger.logMutex));
+    logger.fileMutex.unlock();
+    row.join();
+}
+
 // A medium that takes no more
 
 TEST_F(CSVLoggerTest, RowsThatAFullMediumDoesNotTakeAreLostWholeAndLoggingGoesOn)

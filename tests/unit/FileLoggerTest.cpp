@@ -530,6 +530,19 @@ TEST_F(FileLoggerTest, ARestartHoldsTheFileMutexFromTheStopToTheStart)
     EXPECT_FALSE(isTaken(logger.fileMutex));
 }
 
+TEST_F(FileLoggerTest, AFlushWaitsForTheFileMutex)
+{
+    logger.fileMutex.lock();
+
+    std::future<void> flush = std::async(std::launch::async, [this] { logger.flush(); });
+
+    EXPECT_EQ(flush.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    EXPECT_EQ(logger.lastFlushMs, 0);
+    logger.fileMutex.unlock();
+    flush.get();
+    EXPECT_GT(logger.lastFlushMs, 0);
+}
+
 TEST_F(FileLoggerTest, TitlesWaitForTheFileMutex)
 {
     logger.updateParameters(set({1}));

@@ -5,6 +5,7 @@
 
 #include <QByteArray>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QMap>
 #include <QRecursiveMutex>
@@ -85,6 +86,19 @@ inline bool isTaken(QRecursiveMutex& mutex)
         })
         .join();
     return !had;
+}
+
+/// Whether another thread has the mutex by the time that this one has waited long enough.
+inline bool getsTaken(QRecursiveMutex& mutex)
+{
+    constexpr int PatienceMs = 5000;
+    QElapsedTimer timer;
+    timer.start();
+    while (!isTaken(mutex) && timer.elapsed() < PatienceMs)
+    {
+        std::this_thread::yield();
+    }
+    return isTaken(mutex);
 }
 
 inline QByteArray contentOf(const QString& path)
