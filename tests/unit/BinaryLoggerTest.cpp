@@ -522,6 +522,41 @@ TEST_F(BinaryLoggerTest, TheIntervalHoldsForwardOnly)
     slow.stop();
 }
 
+TEST_F(BinaryLoggerTest, ANewIdRestartsInANewFileWithTheNewColumnsInHeadAndRows)
+{
+    begin({parameter(1, VarSizeUint8), parameter(2, VarSizeInt16)});
+    logger.log(1700000000, integerValues({{1, 0x11}, {2, 0x22}}));
+
+    logger.updateParameters(parameterSet({parameter(2, VarSizeInt16), parameter(3, VarSizeInt32)}));
+    logger.log(1700000001, integerValues({{1, 0x11}, {2, 0x22}, {3, 0x33}}));
+
+    EXPECT_EQ(content().toHex(), "5a626c0100000002"
+                                 "00010004"
+                                 "00020002"
+                                 "6553f100"
+                                 "11"
+                                 "0022");
+    EXPECT_EQ(content("123456-2.blf").toHex(), "5a626c0100000002"
+                                               "00020002"
+                                               "00030003"
+                                               "6553f101"
+                                               "0022"
+                                               "00000033");
+}
+
+TEST_F(BinaryLoggerTest, FewerParametersOrOtherSizesDoNotTouchTheRowsOfARunningLog)
+{
+    begin({parameter(1, VarSizeUint8), parameter(2, VarSizeInt16)});
+
+    logger.updateParameters(parameterSet({parameter(2, VarSizeInt32)}));
+    logger.log(1700000000, integerValues({{2, 0x22}}));
+
+    EXPECT_EQ(content().mid(16).toHex(), "6553f100"
+                                         "00"
+                                         "0022");
+    EXPECT_FALSE(QFile::exists(path("123456-2.blf")));
+}
+
 TEST_F(BinaryLoggerTest, LogOnAnIdleLoggerAnswersFalse)
 {
     EXPECT_FALSE(logger.log(1700000000, {}));
