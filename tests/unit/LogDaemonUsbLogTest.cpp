@@ -661,6 +661,18 @@ TEST_F(UsbLog, AFileThatNeverEndsIsReadUpToTheLimit)
     EXPECT_LT(time.elapsed(), 20000);
 }
 
+TEST_F(UsbLog, IdsBehindTheLimitsNumberOfCharactersAreNotRead)
+{
+    constexpr int Limit = 12582912;
+    const QByteArray header = "[ZEMOLOG;20240305]\n";
+    const QByteArray line = QByteArray(3999, '0') + "7\n";
+    const int begunBefore = static_cast<int>((Limit - header.size() + line.size() - 1) / line.size());
+
+    putOnStick("LOG.SET", header + line.repeated(begunBefore + 10));
+
+    EXPECT_EQ(insertAndGetIds(), QList<int>(begunBefore, 7));
+}
+
 TEST_F(UsbLog, BytesThatAreNoTextAreLinesThatAreNoNumbers)
 {
     constexpr char bytes[] = "\x80\xff header\n\xc3\x28\n\0\x01\n\xe2\x82\n30\xff\n77\n";
