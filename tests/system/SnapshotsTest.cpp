@@ -247,7 +247,8 @@ TEST_F(Snapshots, TheQueuedLivePartLosesNoRowAndGetsNoneAfterTheStop)
     ASSERT_TRUE(waitForSampleAfter(reference, begin + Future + 5));
     ASSERT_TRUE(rig.logd().saveInternalLogToUsb(0, ""));
 
-    const Rows converted = rowsIn(waitForFile(stick, "2*-123456-1.csv"));
+    const QDateTime written = QFileInfo(internal("123456-1.blf")).lastModified();
+    const Rows converted = rowsIn(stick + "/" + written.toString("yyyyMMdd") + "-123456-1.csv");
     EXPECT_EQ(converted.heading, "\tFlow [l/s]\tLevel");
     EXPECT_EQ(converted.values.count("\t3\t-4"), converted.values.size());
     EXPECT_GE(converted.times.last(), begin + Future - 2);
