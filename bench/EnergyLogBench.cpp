@@ -215,23 +215,17 @@ void exportBaseline(benchmark::State& state)
     }
 }
 
+void onDisk(benchmark::internal::Benchmark* work)
+{
+    work->Unit(benchmark::kMillisecond)->UseRealTime();
+    countable(work);
+}
+
 } // namespace
 
-BENCHMARK(batchOurs)->Name("energy_batch/ours/8784")->Unit(benchmark::kMillisecond)->UseRealTime()->Apply(countable);
-BENCHMARK(batchBaseline)
-    ->Name("energy_batch/baseline/8784")
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime()
-    ->Apply(countable);
-BENCHMARK(readOurs)->Name("energy_read/ours/8784")->Unit(benchmark::kMillisecond)->UseRealTime()->Apply(countable);
-BENCHMARK(readBaseline)
-    ->Name("energy_read/baseline/8784")
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime()
-    ->Apply(countable);
-BENCHMARK(exportOurs)->Name("energy_export/ours/8784")->Unit(benchmark::kMillisecond)->UseRealTime()->Apply(countable);
-BENCHMARK(exportBaseline)
-    ->Name("energy_export/baseline/8784")
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime()
-    ->Apply(countable);
+BENCHMARK(batchOurs)->Name("energy_batch/ours/8784")->Apply(onDisk);
+BENCHMARK(batchBaseline)->Name("energy_batch/baseline/8784")->Apply(onDisk);
+BENCHMARK(readOurs)->Name("energy_read/ours/8784")->Apply(onDisk);
+BENCHMARK(readBaseline)->Name("energy_read/baseline/8784")->Apply(onDisk);
+BENCHMARK(exportOurs)->Name("energy_export/ours/8784")->Apply(onDisk);
+BENCHMARK(exportBaseline)->Name("energy_export/baseline/8784")->Apply(onDisk);

@@ -219,34 +219,15 @@ void readBaseline(benchmark::State& state)
 
 } // namespace
 
-BENCHMARK(rowOurs<CSVLogger>)->Name("csv_row/ours")->Arg(10)->Arg(101)->Arg(1000)->Arg(10000)->Apply(countable);
-BENCHMARK(rowBaseline<writeText>)->Name("csv_row/baseline")->Arg(10)->Arg(101)->Arg(1000)->Arg(10000)->Apply(countable);
-BENCHMARK(rowOurs<BinaryLogger>)->Name("binary_row/ours")->Arg(10)->Arg(101)->Arg(1000)->Arg(10000)->Apply(countable);
-BENCHMARK(rowBaseline<writeBinary>)
-    ->Name("binary_row/baseline")
-    ->Arg(10)
-    ->Arg(101)
-    ->Arg(1000)
-    ->Arg(10000)
-    ->Apply(countable);
-BENCHMARK(snapshotOurs)
-    ->Name("snapshot_to_csv/ours")
-    ->Arg(10)
-    ->Arg(101)
-    ->Arg(1000)
-    ->Unit(benchmark::kMillisecond)
-    ->Apply(countable);
-BENCHMARK(snapshotBaseline)
-    ->Name("snapshot_to_csv/baseline")
-    ->Arg(10)
-    ->Arg(101)
-    ->Arg(1000)
-    ->Unit(benchmark::kMillisecond)
-    ->Apply(countable);
-BENCHMARK(readOurs)->Name("binary_to_csv/ours")->Arg(10)->Arg(101)->Unit(benchmark::kMillisecond)->Apply(countable);
-BENCHMARK(readBaseline)
-    ->Name("binary_to_csv/baseline")
-    ->Arg(10)
-    ->Arg(101)
-    ->Unit(benchmark::kMillisecond)
-    ->Apply(countable);
+BENCHMARK(rowOurs<CSVLogger>)->Name("csv_row/ours")->Apply(atEverySize);
+BENCHMARK(rowBaseline<writeText>)->Name("csv_row/baseline")->Apply(atEverySize);
+BENCHMARK(rowOurs<BinaryLogger>)->Name("binary_row/ours")->Apply(atEverySize);
+BENCHMARK(rowBaseline<writeBinary>)->Name("binary_row/baseline")->Apply(atEverySize);
+BENCHMARK(snapshotOurs)->Name("snapshot_to_csv/ours")->Apply(atMostSizes);
+BENCHMARK(snapshotOurs)->Name("snapshot_to_csv/ours")->Apply(atTheLastSize);
+BENCHMARK(snapshotBaseline)->Name("snapshot_to_csv/baseline")->Apply(atMostSizes);
+BENCHMARK(snapshotBaseline)->Name("snapshot_to_csv/baseline")->Apply(atTheLastSize);
+BENCHMARK(readOurs)->Name("binary_to_csv/ours")->Apply(atMostSizes);
+BENCHMARK(readOurs)->Name("binary_to_csv/ours")->Apply(atTheLastSize);
+BENCHMARK(readBaseline)->Name("binary_to_csv/baseline")->Apply(atMostSizes);
+BENCHMARK(readBaseline)->Name("binary_to_csv/baseline")->Apply(atTheLastSize);

@@ -57,3 +57,23 @@ inline void countable(benchmark::internal::Benchmark* work)
         work->Iterations(CountedIterations);
     }
 }
+
+/// The sizes that every work is measured at, to show how it grows.
+inline void atEverySize(benchmark::internal::Benchmark* work)
+{
+    work->Arg(10)->Arg(101)->Arg(1000)->Arg(10000);
+    countable(work);
+}
+
+/// The same for what goes over a whole history, without the last size.
+inline void atMostSizes(benchmark::internal::Benchmark* work)
+{
+    work->Arg(10)->Arg(101)->Arg(1000)->Unit(benchmark::kMillisecond);
+    countable(work);
+}
+
+/// The last size of those, which takes so long and so much memory that once has to do.
+inline void atTheLastSize(benchmark::internal::Benchmark* work)
+{
+    work->Arg(10000)->Unit(benchmark::kMillisecond)->Iterations(1)->Repetitions(1);
+}

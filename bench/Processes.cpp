@@ -30,8 +30,6 @@ const QString bareProgram = QStringLiteral(ZEMO_BENCH_BARE);
 const QString valuesProgram = QStringLiteral(ZEMO_BENCH_VALUES);
 const QString workFolder = QStringLiteral("/var/tmp");
 
-constexpr int Parameters = 101;
-
 QJsonArray results;
 
 void note(const QString& work, const QString& side, int parameters, double value, const QString& unit)
@@ -158,30 +156,30 @@ public:
     Platform platform;
 };
 
-void measureStart()
+void measureStart(int parameters)
 {
-    const Stage stage(scenario(Parameters, false));
+    const Stage stage(scenario(parameters, false));
     for (int i = 0; i < 10; ++i)
     {
         ChildProcess daemon;
-        note("start", "ours", Parameters, static_cast<double>(stage.launchDaemon(daemon)), "ns");
+        note("start", "ours", parameters, static_cast<double>(stage.launchDaemon(daemon)), "ns");
         daemon.terminate();
         ChildProcess bare;
-        note("start", "baseline", Parameters, static_cast<double>(stage.launchBare(bare, "service")), "ns");
+        note("start", "baseline", parameters, static_cast<double>(stage.launchBare(bare, "service")), "ns");
         bare.terminate();
     }
 }
 
-void measureResidentAtStart()
+void measureResidentAtStart(int parameters)
 {
-    const Stage stage(scenario(Parameters, false));
+    const Stage stage(scenario(parameters, false));
     ChildProcess daemon;
     stage.launchDaemon(daemon);
     ChildProcess bare;
     stage.launchBare(bare, "loaded");
     pass(3000);
-    note("resident_at_start", "ours", Parameters, residentMebibytes(daemon.processId()), "MiB");
-    note("resident_at_start", "baseline", Parameters, residentMebibytes(bare.processId()), "MiB");
+    note("resident_at_start", "ours", parameters, residentMebibytes(daemon.processId()), "MiB");
+    note("resident_at_start", "baseline", parameters, residentMebibytes(bare.processId()), "MiB");
 }
 
 /// Runs a program that prints the processor time of one call, and notes it for each of `count` values.
@@ -197,19 +195,24 @@ void noteCallTime(const Stage& stage, const QString& side, const QString& progra
     note("get_values_cpu", side, count, process.outputLines().value(0).toDouble() / count, "ns");
 }
 
-void measureGetValues()
+void measureGetValues(int count)
 {
-    const Stage stage(scenario(10000, false));
+    const Stage stage(scenario(count, false));
     ChildProcess service;
     stage.launchBare(service, "service");
-    for (const int count : {10, 100, 1000, 10000})
+    for (int i = 0; i < 4; ++i)
     {
-        for (int i = 0; i < 4; ++i)
-        {
-            noteCallTime(stage, "ours", valuesProgram, {}, count);
-            noteCallTime(stage, "baseline", bareProgram, {QStringLiteral("values")}, count);
-        }
+        noteCallTime(stage, "ours", valuesProgram, {}, count);
+        noteCallTime(stage, "baseline", bareProgram, {QStringLiteral("values")}, count);
     }
+}
+
+QString emptyStick()
+{
+    const QString path = workFolder + QStringLiteral("/stick");
+    QDir(path).removeRecursively();
+    QDir().mkpath(path);
+    return path;
 }
 
 bool startUsbLog(const PrivateBus& bus)
@@ -221,19 +224,18 @@ bool startUsbLog(const PrivateBus& bus)
 }
 
 // Both at the same time, so that the machine is as busy for one as for the other.
-void measureTick()
+void measureTick(int parameters)
 {
     constexpr int Seconds = 30;
-    const QString stick = workFolder + QStringLiteral("/stick");
-    QDir().mkpath(stick);
-    Stage stage(scenario(Parameters, false));
+    const QString stick = emptyStick();
+    Stage stage(scenario(parameters, false));
     stage.platform.insertDrive(stick);
     ChildProcess service;
     stage.launchBare(service, "service");
     ChildProcess daemon;
     stage.launchDaemon(daemon);
     ChildProcess bare;
-    begin(bare, bareProgram, {QStringLiteral("tick"), QString::number(Parameters)}, stage.environment());
+    begin(bare, bareProgram, {QStringLiteral("tick"), QString::number(parameters)}, stage.environment());
     if (!waitUntil([&] { return startUsbLog(stage.bus); }))
     {
         qFatal("no USB log runs");
@@ -242,8 +244,8 @@ void measureTick()
     const double daemonBegin = processorTime(daemon.processId());
     const double bareBegin = processorTime(bare.processId());
     pass(Seconds * 1000);
-    note("tick_cpu", "ours", Parameters, (processorTime(daemon.processId()) - daemonBegin) / Seconds, "ns");
-    note("tick_cpu", "baseline", Parameters, (processorTime(bare.processId()) - bareBegin) / Seconds, "ns");
+    note("tick_cpu", "ours", parameters, (processorTime(daemon.processId()) - daemonBegin) / Seconds, "ns");
+    note("tick_cpu", "baseline", parameters, (processorTime(bare.processId()) - bareBegin) / Seconds, "ns");
 }
 
 QProcessEnvironment withClock(QProcessEnvironment environment, const QString& clock)
@@ -259,7 +261,7 @@ QProcessEnvironment withClock(QProcessEnvironment environment, const QString& cl
 class FullHistory
 {
 public:
-    FullHistory()
+    explicit FullHistory(int parameters)
     {
         writeAll(Configuration, "[ram]\ninterval-minute=259200\ninterval-10sec=259200\ninterval-1sec=259200\n");
         if (!bus.start(workFolder))
@@ -268,7 +270,7 @@ public:
         }
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), bus.address());
-        begin(platform, QStringLiteral(ZEMO_PLATFORMD), {"--scenario", scenario(Parameters, true)},
+        begin(platform, QStringLiteral(ZEMO_PLATFORMD), {"--scenario", scenario(parameters, true)},
               withClock(environment, "@2026-01-01 00:00:00 x5000"));
         begin(bare, bareProgram, {QStringLiteral("loaded")}, withClock(environment, "@2026-01-01 00:00:00 x1"));
         begin(daemon, daemonProgram, {}, withClock(environment, "@2026-01-01 00:00:00 x100"));
@@ -310,12 +312,12 @@ private:
     static constexpr const char* Configuration = "/etc/zemologd.conf";
 };
 
-void measureResidentFullHistory()
+void measureResidentFullHistory(int parameters)
 {
-    const FullHistory history;
-    const double samples = static_cast<double>(history.samples()) * Parameters;
-    note("resident_full_history", "ours", Parameters, residentMebibytes(history.daemon.processId()), "MiB");
-    note("resident_full_history", "baseline", Parameters,
+    const FullHistory history(parameters);
+    const double samples = static_cast<double>(history.samples()) * parameters;
+    note("resident_full_history", "ours", parameters, residentMebibytes(history.daemon.processId()), "MiB");
+    note("resident_full_history", "baseline", parameters,
          residentMebibytes(history.bare.processId()) + samples * 64 / 1024 / 1024, "MiB");
 }
 
@@ -340,20 +342,19 @@ template <class Lasts> double longestGap(const FullHistory& history, Lasts lasts
 }
 
 // A snapshot holds the history while it is written, and the tick waits for it. A tick is due every ten milliseconds.
-void measureTickGap()
+void measureTickGap(int parameters)
 {
-    const FullHistory history;
-    const QString stick = workFolder + QStringLiteral("/stick");
-    QDir().mkpath(stick);
+    const FullHistory history(parameters);
+    const QString stick = emptyStick();
     history.control(QStringLiteral("insertDrive"), {stick});
     QElapsedTimer second;
     second.start();
-    note("tick_gap", "idle", Parameters, longestGap(history, [&] { return second.elapsed() < 1000; }), "ns");
+    note("tick_gap", "idle", parameters, longestGap(history, [&] { return second.elapsed() < 1000; }), "ns");
     QDBusMessage request = QDBusMessage::createMethodCall(daemonName, QStringLiteral("/Logging"), daemonName,
                                                           QStringLiteral("saveRamLogToUsb"));
     request.setArguments({QString()});
     const QDBusPendingCall snapshot = history.bus.connection().asyncCall(request);
-    note("tick_gap", "ours", Parameters, longestGap(history, [&] { return !snapshot.isFinished(); }), "ns");
+    note("tick_gap", "ours", parameters, longestGap(history, [&] { return !snapshot.isFinished(); }), "ns");
     // A snapshot that goes on into no future is answered with false, so the file is asked.
     const QStringList files = QDir(stick).entryList(QDir::Files);
     if (files.size() != 1 || readAll(stick + u'/' + files[0]).count('\n') < 5000)
@@ -369,17 +370,23 @@ int main(int argc, char** argv)
 {
     const QCoreApplication application(argc, argv);
     const QStringList wanted = QCoreApplication::arguments().mid(1);
-    const std::pair<QString, void (*)()> works[] = {{"start", measureStart},
-                                                    {"resident_at_start", measureResidentAtStart},
-                                                    {"get_values_cpu", measureGetValues},
-                                                    {"tick_cpu", measureTick},
-                                                    {"tick_gap", measureTickGap},
-                                                    {"resident_full_history", measureResidentFullHistory}};
-    for (const auto& [name, measure] : works)
+    struct Work
     {
-        if (wanted.isEmpty() || wanted.contains(name))
+        QString name;
+        void (*measure)(int parameters);
+        QList<int> sizes;
+    };
+    const Work works[] = {{"start", measureStart, {10, 101, 1000, 10000}},
+                          {"resident_at_start", measureResidentAtStart, {10, 101, 1000, 10000}},
+                          {"get_values_cpu", measureGetValues, {10, 100, 1000, 10000}},
+                          {"tick_cpu", measureTick, {10, 101, 1000, 10000}},
+                          {"tick_gap", measureTickGap, {10, 101, 1000}},
+                          {"resident_full_history", measureResidentFullHistory, {10, 101, 1000}}};
+    for (const Work& work : works)
+    {
+        if (wanted.isEmpty() || wanted.contains(work.name))
         {
-            measure();
+            std::for_each(work.sizes.begin(), work.sizes.end(), work.measure);
         }
     }
     fputs(QJsonDocument(QJsonObject{{"benchmarks", results}}).toJson().constData(), stdout);

@@ -279,71 +279,20 @@ void replayOurs(benchmark::State& state)
 
 } // namespace
 
-BENCHMARK_CAPTURE(logOurs, changing, 1.0)
-    ->Name("log_changed/ours")
-    ->Arg(10)
-    ->Arg(101)
-    ->Arg(1000)
-    ->Arg(10000)
-    ->Apply(countable);
-BENCHMARK_CAPTURE(logBaseline, changing, 1.0)
-    ->Name("log_changed/baseline")
-    ->Arg(10)
-    ->Arg(101)
-    ->Arg(1000)
-    ->Arg(10000)
-    ->Apply(countable);
-BENCHMARK_CAPTURE(logOurs, mostly, 0.65)
-    ->Name("log_65_percent/ours")
-    ->Arg(10)
-    ->Arg(101)
-    ->Arg(1000)
-    ->Arg(10000)
-    ->Apply(countable);
-BENCHMARK_CAPTURE(logBaseline, mostly, 0.65)
-    ->Name("log_65_percent/baseline")
-    ->Arg(10)
-    ->Arg(101)
-    ->Arg(1000)
-    ->Arg(10000)
-    ->Apply(countable);
-BENCHMARK_CAPTURE(logOurs, same, 0.0)
-    ->Name("log_unchanged/ours")
-    ->Arg(10)
-    ->Arg(101)
-    ->Arg(1000)
-    ->Arg(10000)
-    ->Apply(countable);
-BENCHMARK_CAPTURE(logBaseline, same, 0.0)
-    ->Name("log_unchanged/baseline")
-    ->Arg(10)
-    ->Arg(101)
-    ->Arg(1000)
-    ->Arg(10000)
-    ->Apply(countable);
-BENCHMARK(thinOurs)->Name("thin_full_history/ours")->Arg(10)->Arg(101)->Arg(1000)->Apply(countable);
-BENCHMARK(thinBaseline)->Name("thin_full_history/baseline")->Arg(10)->Arg(101)->Arg(1000)->Apply(countable);
-BENCHMARK(updateUnchangedOurs)
-    ->Name("update_unchanged/ours")
-    ->Arg(10)
-    ->Arg(101)
-    ->Arg(1000)
-    ->Arg(10000)
-    ->Apply(countable);
-BENCHMARK(updateUnchangedBaseline)
-    ->Name("update_unchanged/baseline")
-    ->Arg(10)
-    ->Arg(101)
-    ->Arg(1000)
-    ->Arg(10000)
-    ->Apply(countable);
-BENCHMARK(updateUnchangedRecords)
-    ->Name("update_unchanged/records")
-    ->Arg(10)
-    ->Arg(101)
-    ->Arg(1000)
-    ->Arg(10000)
-    ->Apply(countable);
-BENCHMARK(updateNewOurs)->Name("update_new/ours")->Arg(10)->Arg(101)->Arg(1000)->Arg(10000)->Apply(countable);
-BENCHMARK(updateNewBaseline)->Name("update_new/baseline")->Arg(10)->Arg(101)->Arg(1000)->Arg(10000)->Apply(countable);
-BENCHMARK(replayOurs)->Name("replay_to_nothing/ours")->Arg(10)->Arg(101)->Arg(1000)->Apply(countable);
+BENCHMARK_CAPTURE(logOurs, changing, 1.0)->Name("log_changed/ours")->Apply(atEverySize);
+BENCHMARK_CAPTURE(logBaseline, changing, 1.0)->Name("log_changed/baseline")->Apply(atEverySize);
+BENCHMARK_CAPTURE(logOurs, mostly, 0.65)->Name("log_65_percent/ours")->Apply(atEverySize);
+BENCHMARK_CAPTURE(logBaseline, mostly, 0.65)->Name("log_65_percent/baseline")->Apply(atEverySize);
+BENCHMARK_CAPTURE(logOurs, same, 0.0)->Name("log_unchanged/ours")->Apply(atEverySize);
+BENCHMARK_CAPTURE(logBaseline, same, 0.0)->Name("log_unchanged/baseline")->Apply(atEverySize);
+BENCHMARK(updateUnchangedOurs)->Name("update_unchanged/ours")->Apply(atEverySize);
+BENCHMARK(updateUnchangedBaseline)->Name("update_unchanged/baseline")->Apply(atEverySize);
+BENCHMARK(updateUnchangedRecords)->Name("update_unchanged/records")->Apply(atEverySize);
+BENCHMARK(updateNewOurs)->Name("update_new/ours")->Apply(atEverySize);
+BENCHMARK(updateNewBaseline)->Name("update_new/baseline")->Apply(atEverySize);
+BENCHMARK(thinOurs)->Name("thin_full_history/ours")->Apply(atMostSizes);
+BENCHMARK(thinOurs)->Name("thin_full_history/ours")->Apply(atTheLastSize);
+BENCHMARK(thinBaseline)->Name("thin_full_history/baseline")->Apply(atMostSizes);
+BENCHMARK(thinBaseline)->Name("thin_full_history/baseline")->Apply(atTheLastSize);
+BENCHMARK(replayOurs)->Name("replay_to_nothing/ours")->Apply(atMostSizes);
+BENCHMARK(replayOurs)->Name("replay_to_nothing/ours")->Apply(atTheLastSize);
