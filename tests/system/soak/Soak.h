@@ -2,6 +2,7 @@
 
 #include "FakeClock.h"
 #include "ProcessFigures.h"
+#include "Pulse.h"
 #include "Rig.h"
 
 #include <QDateTime>
@@ -18,8 +19,11 @@ struct SoakPlan
 /// What came of it.
 struct SoakReport
 {
-    qint64 ticks = 0;  ///< seconds between the first and the last row of each run of the main log
-    qint64 missed = 0; ///< those of them without a row
+    qint64 ticks = 0;       ///< seconds of the daemon's clock, each of which is a tick
+    qint64 missed = 0;      ///< those of them in which the platform wasn't asked for values
+    qint64 pulseMissed = 0; ///< as many wake-ups did a thread miss that has nothing else to do
+    qint64 seconds = 0;     ///< between the first and the last row of each run of the main log
+    qint64 withoutRow = 0;  ///< those of them; a tick may fall into the second before or after its own
     qint64 longestGap = 0;
     int midnights = 0; ///< how many the main log went through
     int runs = 0;      ///< of the main log, each on a stick that had just come in
@@ -29,6 +33,8 @@ struct SoakReport
     ProcessFigures last;
     ProcessFigures highest; ///< each figure's own highest
     QStringList problems;   ///< none if all is well
+
+    QString ticksText() const;
 };
 
 /// Days in the life of the daemon, with a quick clock: a main and a custom log on a stick that is changed every two
@@ -52,6 +58,7 @@ private:
     void takeSnapshots();
     void addEnergyHour();
     void countEnergyHours();
+    void noteTicks();
     void noteFigures();
     void printProgress();
     void judgeFigures();
@@ -63,6 +70,10 @@ private:
     SoakPlan plan;
     Rig rig;
     QElapsedTimer elapsed;
+    Pulse pulse;
+    qint64 firstDue = 0;
+    qint64 firstAsked = 0;
+    qint64 pulseBefore = 0;
     SoakReport report;
     QString stick;
     int sticks = 0;

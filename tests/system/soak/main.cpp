@@ -24,14 +24,12 @@ int main(int argc, char** argv)
     const QDateTime start(QDate(2026, 3, 5), QTime(21, 0));
     const SoakReport report = Soak({start, static_cast<qint64>(days * 86400), speed}).run();
 
-    std::printf(
-        "%lld of %lld ticks missed, at most %lld in a row; %d sticks, %d midnights, %d snapshots, %d hours of "
-        "energy\n%.1f MiB at most, %.1f at first, %.1f at the end; descriptors %d, %d, %d; threads %d, %d, %d\n",
-        static_cast<long long>(report.missed), static_cast<long long>(report.ticks),
-        static_cast<long long>(report.longestGap), report.runs, report.midnights, report.snapshots, report.energyHours,
-        report.highest.peakResidentMebibytes, report.first.residentMebibytes, report.last.residentMebibytes,
-        report.highest.descriptors, report.first.descriptors, report.last.descriptors, report.highest.threads,
-        report.first.threads, report.last.threads);
+    std::printf("%s\n%d sticks, %d midnights, %d snapshots, %d hours of energy\n%.1f MiB at most, %.1f at first, %.1f "
+                "at the end; descriptors %d, %d, %d; threads %d, %d, %d\n",
+                qUtf8Printable(report.ticksText()), report.runs, report.midnights, report.snapshots, report.energyHours,
+                report.highest.peakResidentMebibytes, report.first.residentMebibytes, report.last.residentMebibytes,
+                report.highest.descriptors, report.first.descriptors, report.last.descriptors, report.highest.threads,
+                report.first.threads, report.last.threads);
     for (const QString& problem : report.problems)
         std::printf("%s\n", qUtf8Printable(problem));
     return report.problems.isEmpty() ? 0 : 1;
