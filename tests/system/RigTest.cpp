@@ -58,7 +58,7 @@ TEST_F(RigTest, ThePlatformIsSteeredAndCountsItsCalls)
 
 TEST_F(RigTest, AFakeClockRunsAtItsOwnSpeed)
 {
-    fakeClock::runFrom(rig.daemon, QDateTime(QDate(2024, 3, 5), QTime(23, 59, 30)), 10);
+    fakeClock::runFrom(rig.daemon, QDateTime(QDate(2024, 3, 5), QTime(23, 56, 0)), 30);
     ASSERT_TRUE(rig.start());
     const QString stick = rig.insertStick();
     ASSERT_TRUE(rig.waitForStick(stick));
