@@ -9,6 +9,7 @@
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -17,7 +18,6 @@
 namespace
 {
 
-std::atomic<long> counted = 0;
 std::atomic<long long> spaceLeft = 0;
 
 std::string text(const char* name)
@@ -78,6 +78,22 @@ int openLog(const std::string& path)
                                                    O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, Mode));
 }
 
+// In a file when several processes count together, each its calls as they come.
+std::atomic<long>& counterIn(const std::string& path)
+{
+    static std::atomic<long> own = 0;
+    if (path.empty())
+    {
+        return own;
+    }
+    constexpr int Mode = 0644;
+    const long file = syscall(SYS_openat, AT_FDCWD, path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, Mode);
+    syscall(SYS_ftruncate, file, sizeof own);
+    void* const shared = mmap(nullptr, sizeof own, PROT_READ | PROT_WRITE, MAP_SHARED, static_cast<int>(file), 0);
+    syscall(SYS_close, file);
+    return shared == MAP_FAILED ? own : *static_cast<std::atomic<long>*>(shared);
+}
+
 void waitFor(long ms)
 {
     constexpr long MsPerSecond = 1000;
@@ -100,6 +116,7 @@ FaultPlan& FaultPlan::instance()
 FaultPlan::FaultPlan()
     : paths(watchedPaths())
     , calls(text("ZEMO_FAULT_CALLS"))
+    , counted(counterIn(paths.empty() ? std::string() : text("ZEMO_FAULT_COUNTER")))
     , whileFile(text("ZEMO_FAULT_WHILE"))
     , at(number("ZEMO_FAULT_AT", 0))
     , span(number("ZEMO_FAULT_SPAN", 1))

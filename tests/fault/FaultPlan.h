@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -45,6 +46,7 @@ private:
 
     std::vector<std::string> paths;
     std::string calls;
+    std::atomic<long>& counted;
     std::string whileFile;
     long at;
     long span;

@@ -37,6 +37,11 @@ FaultyRun& FaultyRun::action(const QString& name)
     return set("ACTION", name);
 }
 
+FaultyRun& FaultyRun::countTogether()
+{
+    return set("COUNTER", folder.filePath("counter"));
+}
+
 FaultyRun& FaultyRun::set(const QString& name, const QString& value)
 {
     environment.insert("ZEMO_FAULT_" + name, value);

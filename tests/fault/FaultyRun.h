@@ -14,6 +14,8 @@ public:
 
     FaultyRun& at(int number);
     FaultyRun& action(const QString& name);
+    /// The processes that the program starts count with it, so a number is a call of any of them.
+    FaultyRun& countTogether();
     /// Any other variable of the fault library, without its prefix.
     FaultyRun& set(const QString& name, const QString& value);
 

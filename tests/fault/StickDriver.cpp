@@ -235,6 +235,7 @@ constexpr Job Jobs[] = {
     {"ChangeLog", [](Stage& stage) { return stage.daemon->saveChangeLogToUsb(""); }},
     {"AlarmLog", [](Stage& stage) { return stage.daemon->saveAlarmLogToUsb(100, ""); }},
     {"SysLog", [](Stage& stage) { return stage.daemon->saveSysLogToUsb(); }},
+    {"SysInfo", [](Stage& stage) { return stage.daemon->saveSysInfoToUsb(); }},
     {"InternalLogsRaw", [](Stage& stage) { return stage.daemon->saveInternalLogsToUsbRaw(); }},
     {"CoreDumps", [](Stage& stage) { return stage.daemon->saveCoreDumpsToUsb(); }},
     {"Folder", [](Stage& stage) { return !stage.daemon->createUsbFolder("logs", "").isEmpty(); }},

@@ -80,6 +80,18 @@ void fillFixedFolders()
     put("/var/zemo/crash/core", QByteArray(40000, 'c'));
 }
 
+/// In place of the platform's own, which collects more, and tells by its exit code at which of the same steps it
+/// failed.
+void makeDebugScript()
+{
+    const QString script = "/usr/bin/getdebugfile.sh";
+    put(script, "#!/bin/sh\n"
+                "rm -rf \"$2/$3\" || exit 1\n"
+                "mkdir \"$2/$3\" && cp -r /var/log \"$2/$3\" || exit 2\n"
+                "gzip -n \"$2/$3/log/messages\" || exit 3\n");
+    QFile::setPermissions(script, QFile::permissions(script) | QFile::ExeOwner | QFile::ExeGroup | QFile::ExeOther);
+}
+
 /// The log in internal memory that a run before left would change the numbers of the next.
 void clearEnergyLog()
 {
@@ -93,7 +105,7 @@ public:
         : FaultyRun(sticks.first())
         , arguments({job, sticks.first(), sticks.next()})
     {
-        set("PROGRAM", "StickDriver");
+        countTogether();
         clearEnergyLog();
     }
     bool run()
@@ -117,6 +129,7 @@ protected:
     PulledStick()
     {
         fillFixedFolders();
+        makeDebugScript();
     }
 };
 
@@ -154,8 +167,22 @@ INSTANTIATE_TEST_SUITE_P(Fault, PulledStick,
                          testing::Values("MainLog", "CustomLog", "Snapshot", "InternalSnapshotOnTheStick",
                                          "InternalLogToUsb", "SettingsSave", "SettingsRestore", "PowerLogExport",
                                          "EnergyLogExport", "ModbusState", "ModbusMostUsed", "ChangeLog", "AlarmLog",
-                                         "SysLog", "InternalLogsRaw", "CoreDumps", "Folder"),
+                                         "SysLog", "SysInfo", "InternalLogsRaw", "CoreDumps", "Folder"),
                          [](const auto& instance) { return std::string(instance.param); });
+
+TEST(PulledStickOfAScript, FailsTheScriptAndTheJobTellsSo)
+{
+    fillFixedFolders();
+    makeDebugScript();
+    const Sticks sticks;
+    JobRun run(sticks, "SysInfo");
+    run.at(1).action("fail").set("SPAN", "0");
+
+    ASSERT_TRUE(run.run());
+
+    EXPECT_EQ(run.told("first"), "0") << qPrintable(run.output().join('\n'));
+    EXPECT_EQ(run.told("next"), "1");
+}
 
 TEST(StickJobs, AreAllPulledAt)
 {
