@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <climits>
 #include <cmath>
 #include <exception>
@@ -94,13 +95,6 @@ protected:
                          [this](ushort y, uchar m) { note(QStringLiteral("summary %1 %2").arg(y).arg(m)); });
         platform.clearTrace();
         threadsBefore = threads();
-    }
-
-    void SetUp() override
-    {
-#if defined(__SANITIZE_THREAD__)
-        GTEST_SKIP() << "that the thread of an export has ended is learnt in ways that the sanitizer doesn't see";
-#endif
     }
 
     struct Signal
@@ -688,7 +682,7 @@ TEST_F(LogDaemonEnergyLogTest, RowsAddedDuringAnExportDisturbNeither)
 TEST_F(LogDaemonEnergyLogTest, AStatementRefusedOnTheExportsThreadEndsTheProcess)
 {
     static QSemaphore ended;
-    static bool bySqlError = false;
+    static std::atomic<bool> bySqlError = false;
     const std::terminate_handler before = std::set_terminate(
         []
         {
