@@ -13,9 +13,11 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <functional>
 #include <limits>
 #include <random>
@@ -25,6 +27,24 @@
 #include <thread>
 #include <utility>
 #include <vector>
+
+namespace
+{
+
+bool readsFail = false;
+
+} // namespace
+
+// In place of the operating system's own: a medium that fails under the reader.
+extern "C" ssize_t read(int descriptor, void* buffer, size_t size)
+{
+    if (readsFail)
+    {
+        errno = EIO;
+        return -1;
+    }
+    return syscall(SYS_read, descriptor, buffer, size);
+}
 
 namespace
 {
@@ -77,6 +97,10 @@ public:
         {
             throw std::runtime_error("no more rows");
         }
+        if (rows.empty() && onFirstRow)
+        {
+            onFirstRow();
+        }
         happened.emplace_back("log");
         rows.push_back({time, values});
         return false;
@@ -94,6 +118,7 @@ public:
     QString baseName;
     QList<int32_t> columns;
     std::vector<Row> rows;
+    std::function<void()> onFirstRow;
     int throwAtRow = -1;
 };
 
@@ -948,6 +973,21 @@ TEST_F(BinaryLoggerTest, AnExceptionInTheRowsIsTracedAndLeavesTheTargetRunning)
 
     EXPECT_EQ(platform.traceCount("BinaryLogger", 4, "read", "Got exception: no more rows"), 1);
     EXPECT_EQ(target.happened.back(), "log");
+}
+
+TEST_F(BinaryLoggerTest, AFileThatCanBeReadNoFurtherEndsWithARowOfZerosAndItsTargetIsStopped)
+{
+    constexpr int Rows = 20000;
+    writeFile(path("other.blf"), EmptyLog + QByteArray(4 * Rows, 'x'));
+    target.onFirstRow = [] { readsFail = true; };
+    target.throwAtRow = 2 * Rows; // for a reader that never comes to an end
+
+    EXPECT_TRUE(BinaryLogger::read(path("other.blf"), &target));
+    readsFail = false;
+
+    EXPECT_LT(target.rows.size(), Rows);
+    EXPECT_EQ(target.rows.back().time, 0U);
+    EXPECT_EQ(target.happened.back(), "stop");
 }
 
 TEST_F(BinaryLoggerTest, ReadLeaksNoDescriptor)
