@@ -8,7 +8,7 @@
 namespace
 {
 
-constexpr int DeadlineMs = 60000;
+constexpr int DeadlineMs = 300000;
 
 QStringList linesOf(const QByteArray& text)
 {
