@@ -4,6 +4,13 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
+namespace
+{
+
+constexpr std::chrono::milliseconds politeness{2000};
+
+} // namespace
+
 ChildProcess::ChildProcess(QObject* parent)
     : QObject(parent)
 {
@@ -18,8 +25,12 @@ ChildProcess::ChildProcess(QObject* parent)
     connect(&process, &QProcess::readyReadStandardOutput, this, [this] { output += process.readAllStandardOutput(); });
 }
 
+// In order where it can: what a process does at its end belongs to the run, and only then does one with counters write
+// them.
 ChildProcess::~ChildProcess()
 {
+    process.terminate();
+    process.waitForFinished(static_cast<int>(politeness.count()));
     kill();
 }
 

@@ -7,8 +7,8 @@
 
 #include <optional>
 
-/// A program of the run. It dies with this process, however that ends, and with the object; what it writes is kept by
-/// lines.
+/// A program of the run. It dies with this process, however that ends, and with the object, which sends SIGTERM and two
+/// seconds later SIGKILL; what it writes is kept by lines.
 class ChildProcess : public QObject
 {
     Q_OBJECT
