@@ -23,10 +23,10 @@ namespace
 // What the daemon may take at the end beyond what it took in the middle: the allocator, and Qt, which loses what a call
 // held when a database error passes through it.
 #ifdef __SANITIZE_ADDRESS__
-// The sanitizer keeps about 1 KiB of each thread there ever was, and each export has one.
+// The sanitizer keeps half a KiB and more of each thread there ever was, and each export has one.
 constexpr double mayGrowMebibytes(int calls)
 {
-    return 8 + calls / 200.;
+    return 16 + calls / 400.;
 }
 #else
 constexpr double mayGrowMebibytes(int /*calls*/)
