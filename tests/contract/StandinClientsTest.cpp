@@ -313,8 +313,7 @@ TEST_F(StandinClients, SignalsOfARestartedServiceArrive)
     EXPECT_TRUE(restoreArrived);
     EXPECT_EQ(before, QStringList("/media/first"));
     EXPECT_TRUE(waitFor(inserted));
-    EXPECT_EQ(inserted.value(0).value(0).toString().toStdString(), stick.toStdString());
-    EXPECT_EQ(inserted.count(), 1);
+    EXPECT_EQ(inserted, QList<QVariantList>{{stick}});
 }
 
 TEST_F(StandinClients, ASignalOfSomebodyElseIsNotTheServices)
