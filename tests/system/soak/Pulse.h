@@ -10,6 +10,7 @@ class Pulse
 {
 public:
     explicit Pulse(std::chrono::nanoseconds interval);
+    /// Waits for the beat that is due next.
     ~Pulse();
 
     Pulse(const Pulse&) = delete;
