@@ -1,11 +1,13 @@
 // How much the resident set grows with each stored sample, over three days of wholly changing values at one sample a
-// second, thinned as they age. Prints what the other benchmarks print.
+// second, thinned as they age; over one day with more than 101 parameters. Prints what the other benchmarks print.
+// usage: zemologd-bench-memory [memory_per_sample/PARAMETERS]; without arguments it names what can be measured.
 #include "Data.h"
 
 #include "LogConfig.h"
 #include "logging/RAMLogger.h"
 
 #include <cstdio>
+#include <string>
 #include <unistd.h>
 #include <vector>
 
@@ -30,7 +32,7 @@ namespace
 {
 
 constexpr uint32_t Begin = 1700000041;
-constexpr uint32_t ThreeDays = 259200;
+constexpr int Day = 86400;
 
 double residentBytes()
 {
@@ -48,8 +50,22 @@ double residentBytes()
 
 int main(int argc, char** argv)
 {
-    const int parameters = argc > 1 ? atoi(argv[1]) : 101;
+    const std::string work = "memory_per_sample/";
+    if (argc < 2)
+    {
+        for (const char* const size : {"10", "101", "1000"})
+        {
+            puts((work + size).c_str());
+        }
+        return 0;
+    }
+    const int parameters = std::stoi(std::string(argv[1]).substr(work.size()));
     setDefaults(logConfig());
+    if (parameters > 101)
+    {
+        // Three days of thinning as many would take minutes.
+        logConfig().intervalMinute = Day;
+    }
     const Data data(parameters, 1.0);
     // Seven, so that what stands ten or sixty seconds apart still differs.
     std::vector<QMap<int32_t, DataValue>> rows;
@@ -61,7 +77,8 @@ int main(int argc, char** argv)
     logger.updateParameters(data.metadata());
     logger.log(Begin, rows[6]);
     const double before = residentBytes();
-    for (uint32_t second = 1; second <= ThreeDays + 3600; ++second)
+    const auto end = static_cast<uint32_t>(logConfig().intervalMinute + 3600);
+    for (uint32_t second = 1; second <= end; ++second)
     {
         logger.log(Begin + second, rows[second % rows.size()]);
     }

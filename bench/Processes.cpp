@@ -89,6 +89,13 @@ void pass(int milliseconds)
     loop.exec();
 }
 
+/// Without it the daemon's history holds no more than 101 parameters.
+void configure(int parameters, const QByteArray& more = {})
+{
+    writeAll(QStringLiteral("/etc/zemologd.conf"),
+             "[ram]\nmax-default=" + QByteArray::number(parameters) + '\n' + more);
+}
+
 /// A scenario whose parameters all count, or of whose parameters 65 of 100 do.
 QString scenario(int parameters, bool allChange)
 {
@@ -108,13 +115,14 @@ QString scenario(int parameters, bool allChange)
     return path;
 }
 
-/// A bus of its own with the platform's service on it.
+/// A bus of its own with the platform's service on it, and the daemon set to hold all parameters.
 class Stage
 {
 public:
-    explicit Stage(const QString& scenarioPath)
+    explicit Stage(int parameters)
     {
-        if (!bus.start(workFolder) || !platform.start(bus.address(), bus.connection(), scenarioPath))
+        configure(parameters);
+        if (!bus.start(workFolder) || !platform.start(bus.address(), bus.connection(), scenario(parameters, false)))
         {
             qFatal("bus or platform didn't start");
         }
@@ -158,7 +166,7 @@ public:
 
 void measureStart(int parameters)
 {
-    const Stage stage(scenario(parameters, false));
+    const Stage stage(parameters);
     for (int i = 0; i < 10; ++i)
     {
         ChildProcess daemon;
@@ -172,7 +180,7 @@ void measureStart(int parameters)
 
 void measureResidentAtStart(int parameters)
 {
-    const Stage stage(scenario(parameters, false));
+    const Stage stage(parameters);
     ChildProcess daemon;
     stage.launchDaemon(daemon);
     ChildProcess bare;
@@ -197,7 +205,7 @@ void noteCallTime(const Stage& stage, const QString& side, const QString& progra
 
 void measureGetValues(int count)
 {
-    const Stage stage(scenario(count, false));
+    const Stage stage(count);
     ChildProcess service;
     stage.launchBare(service, "service");
     for (int i = 0; i < 4; ++i)
@@ -228,7 +236,7 @@ void measureTick(int parameters)
 {
     constexpr int Seconds = 30;
     const QString stick = emptyStick();
-    Stage stage(scenario(parameters, false));
+    Stage stage(parameters);
     stage.platform.insertDrive(stick);
     ChildProcess service;
     stage.launchBare(service, "service");
@@ -263,33 +271,32 @@ class FullHistory
 public:
     explicit FullHistory(int parameters)
     {
-        writeAll(Configuration, "[ram]\ninterval-minute=259200\ninterval-10sec=259200\ninterval-1sec=259200\n");
+        configure(parameters, "interval-minute=259200\ninterval-10sec=259200\ninterval-1sec=259200\n");
         if (!bus.start(workFolder))
         {
             qFatal("no bus");
         }
+        const QString clock = QStringLiteral("@2026-01-01 00:00:00 x");
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), bus.address());
         begin(platform, QStringLiteral(ZEMO_PLATFORMD), {"--scenario", scenario(parameters, true)},
-              withClock(environment, "@2026-01-01 00:00:00 x5000"));
-        begin(bare, bareProgram, {QStringLiteral("loaded")}, withClock(environment, "@2026-01-01 00:00:00 x1"));
-        begin(daemon, daemonProgram, {}, withClock(environment, "@2026-01-01 00:00:00 x100"));
-        while (samples() < Samples && daemon.isRunning())
+              withClock(environment, clock + "5000"));
+        // The daemon asks it for its parameters at once, and only a minute later again.
+        if (!bus.waitForName("com.tarn.zemo.platform"))
+        {
+            qFatal("the platform didn't come up");
+        }
+        begin(bare, bareProgram, {QStringLiteral("loaded")}, withClock(environment, clock + "1"));
+        // As quick as it can still tick.
+        begin(daemon, daemonProgram, {}, withClock(environment, clock + (parameters > 101 ? "50" : "100")));
+        while (ticks() < Samples && daemon.isRunning())
         {
             pass(100);
         }
     }
 
-    ~FullHistory()
-    {
-        QFile::remove(Configuration);
-    }
-
-    FullHistory(const FullHistory&) = delete;
-    FullHistory& operator=(const FullHistory&) = delete;
-
-    /// Ticks so far, each of which stored a sample of every parameter.
-    uint samples() const
+    /// Ticks so far.
+    uint ticks() const
     {
         return control(QStringLiteral("callCount"), {QStringLiteral("getValues")}).arguments().value(0).toUInt();
     }
@@ -307,25 +314,8 @@ public:
     ChildProcess bare;
     ChildProcess daemon;
 
-private:
     static constexpr uint Samples = 5161;
-    static constexpr const char* Configuration = "/etc/zemologd.conf";
 };
-
-void noteResidentSet(const FullHistory& history, int parameters)
-{
-    const double samples = static_cast<double>(history.samples()) * parameters;
-    const double stored = samples * 64 / 1024 / 1024;
-    const double ours = residentMebibytes(history.daemon.processId());
-    const double bare = residentMebibytes(history.bare.processId());
-    // The least that it takes, as pages of programs and libraries may be shared out differently.
-    if (ours < bare / 2 + stored)
-    {
-        qFatal("the history is not full: %.1f MiB", ours);
-    }
-    note("resident_full_history", "ours", parameters, ours, "MiB");
-    note("resident_full_history", "baseline", parameters, bare + stored, "MiB");
-}
 
 /// The longest time without a tick while `lasts` is true, in nanoseconds.
 template <class Lasts> double longestGap(const FullHistory& history, Lasts lasts)
@@ -333,10 +323,10 @@ template <class Lasts> double longestGap(const FullHistory& history, Lasts lasts
     qint64 longest = 0;
     QElapsedTimer sinceTick;
     sinceTick.start();
-    uint before = history.samples();
-    while (lasts() || history.samples() == before)
+    uint before = history.ticks();
+    while (lasts() || history.ticks() == before)
     {
-        if (const uint now = history.samples(); now != before)
+        if (const uint now = history.ticks(); now != before)
         {
             before = now;
             longest = std::max(longest, sinceTick.nsecsElapsed());
@@ -347,15 +337,33 @@ template <class Lasts> double longestGap(const FullHistory& history, Lasts lasts
     return static_cast<double>(std::max(longest, sinceTick.nsecsElapsed()));
 }
 
+// The samples that a snapshot shows: on a quick clock the answer to a tick may come too late, and then the row is that
+// of the second before.
+uint differentRows(const QString& path)
+{
+    QFile file(path);
+    QByteArray before;
+    uint count = 0;
+    for (bool opened = file.open(QIODevice::ReadOnly); opened && !file.atEnd();)
+    {
+        const QByteArray row = file.readLine();
+        const QByteArray values = row.mid(row.indexOf('\t'));
+        count += values != before ? 1 : 0;
+        before = values;
+    }
+    return count;
+}
+
 // A snapshot holds the history while it is written, and the tick waits for it. Ticks are due as often as the clock
-// says.
-void noteTickGap(const FullHistory& history, int parameters)
+// says. The part of all ticks that stored something.
+double noteTickGap(const FullHistory& history, int parameters)
 {
     const QString stick = emptyStick();
     history.control(QStringLiteral("insertDrive"), {stick});
     QElapsedTimer second;
     second.start();
     note("tick_gap", "idle", parameters, longestGap(history, [&] { return second.elapsed() < 1000; }), "ns");
+    const uint ticks = history.ticks();
     QDBusMessage request = QDBusMessage::createMethodCall(daemonName, QStringLiteral("/Logging"), daemonName,
                                                           QStringLiteral("saveRamLogToUsb"));
     request.setArguments({QString()});
@@ -363,27 +371,34 @@ void noteTickGap(const FullHistory& history, int parameters)
     note("tick_gap", "ours", parameters, longestGap(history, [&] { return !snapshot.isFinished(); }), "ns");
     // A snapshot that goes on into no future is answered with false, so the file is asked.
     const QStringList files = QDir(stick).entryList(QDir::Files);
-    if (files.size() != 1 || readAll(stick + u'/' + files[0]).count('\n') < 5000)
+    const uint rows = files.size() == 1 ? differentRows(stick + u'/' + files[0]) : 0;
+    if (rows < FullHistory::Samples * 9 / 10)
     {
-        qFatal("the snapshot is not whole");
+        qFatal("the history is not full or the snapshot not whole: %u rows", rows);
     }
+    return double(rows) / ticks;
 }
 
 // A history takes its time to fill, so it serves for both.
 void measureFullHistory(int parameters)
 {
     const FullHistory history(parameters);
-    noteResidentSet(history, parameters);
-    noteTickGap(history, parameters);
+    const double ours = residentMebibytes(history.daemon.processId());
+    const double bare = residentMebibytes(history.bare.processId());
+    const uint ticks = history.ticks();
+    const double samples = ticks * noteTickGap(history, parameters) * parameters;
+    note("resident_full_history", "ours", parameters, ours, "MiB");
+    note("resident_full_history", "baseline", parameters, bare + samples * 64 / 1024 / 1024, "MiB");
 }
 
 } // namespace
 
-// Without arguments all is measured, else what is named.
+// usage: zemologd-bench-processes [WORK/PARAMETERS]; without arguments it names what can be measured. Each is measured
+// by a run of its own, so that none costs the others their results.
 int main(int argc, char** argv)
 {
     const QCoreApplication application(argc, argv);
-    const QStringList wanted = QCoreApplication::arguments().mid(1);
+    const QString wanted = QCoreApplication::arguments().value(1);
     struct Work
     {
         QString name;
@@ -394,14 +409,25 @@ int main(int argc, char** argv)
                           {"resident_at_start", measureResidentAtStart, {10, 101, 1000, 10000}},
                           {"get_values_cpu", measureGetValues, {10, 100, 1000, 10000}},
                           {"tick_cpu", measureTick, {10, 101, 1000, 10000}},
-                          {"resident_full_history+tick_gap", measureFullHistory, {10, 101}}};
+                          {"resident_full_history+tick_gap", measureFullHistory, {10, 101, 1000}}};
     for (const Work& work : works)
     {
-        if (wanted.isEmpty() || wanted.contains(work.name))
+        for (const int size : work.sizes)
         {
-            std::for_each(work.sizes.begin(), work.sizes.end(), work.measure);
+            const QString name = QStringLiteral("%1/%2").arg(work.name).arg(size);
+            if (wanted.isEmpty())
+            {
+                puts(qPrintable(name));
+            }
+            else if (wanted == name)
+            {
+                work.measure(size);
+            }
         }
     }
-    fputs(QJsonDocument(QJsonObject{{"benchmarks", results}}).toJson().constData(), stdout);
+    if (!wanted.isEmpty())
+    {
+        fputs(QJsonDocument(QJsonObject{{"benchmarks", results}}).toJson().constData(), stdout);
+    }
     return 0;
 }
