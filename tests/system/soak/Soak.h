@@ -14,6 +14,7 @@ struct SoakPlan
     QDateTime start;
     qint64 seconds = 0;
     int speed = 60;
+    int historyHours = 72; ///< how far the daemon's history in memory reaches back
 };
 
 /// What came of it.
@@ -31,8 +32,10 @@ struct SoakReport
     int energyHours = 0;
     ProcessFigures first; ///< after the first stick
     ProcessFigures last;
-    ProcessFigures highest; ///< each figure's own highest
-    QStringList problems;   ///< none if all is well
+    ProcessFigures highest;             ///< each figure's own highest
+    double settledMebibytes = 0;        ///< resident once the whole history was replaced by a newer one; 0 before
+    double highestSettledMebibytes = 0; ///< resident since then, at most
+    QStringList problems;               ///< none if all is well
 
     QString ticksText() const;
 };
@@ -60,6 +63,7 @@ private:
     void countEnergyHours();
     void noteTicks();
     void noteFigures();
+    void noteSettledMemory();
     void printProgress();
     void judgeFigures();
 

@@ -1,4 +1,4 @@
-// usage: zemo-soak [DAYS] [--speed N]
+// usage: zemo-soak [DAYS] [--speed N] [--history HOURS]
 #include "Soak.h"
 
 #include <QCommandLineParser>
@@ -14,15 +14,18 @@ int main(int argc, char** argv)
     options.addPositionalArgument(QStringLiteral("DAYS"), QStringLiteral("of the daemon's clock, 1 if not given"));
     options.addOption({QStringLiteral("speed"), QStringLiteral("times as fast as ours, 60 if not given"),
                        QStringLiteral("N"), QStringLiteral("60")});
+    options.addOption({QStringLiteral("history"), QStringLiteral("that the daemon keeps in memory, 72 if not given"),
+                       QStringLiteral("HOURS"), QStringLiteral("72")});
     options.process(application);
     const double days = options.positionalArguments().value(0, QStringLiteral("1")).toDouble();
     const int speed = options.value(QStringLiteral("speed")).toInt();
-    if (days <= 0 || speed <= 0)
+    const int history = options.value(QStringLiteral("history")).toInt();
+    if (days <= 0 || speed <= 0 || history <= 0)
         options.showHelp(2);
 
     // Sticks change at odd hours, so that there is one in at midnight.
     const QDateTime start(QDate(2026, 3, 5), QTime(21, 0));
-    const SoakReport report = Soak({start, static_cast<qint64>(days * 86400), speed}).run();
+    const SoakReport report = Soak({start, static_cast<qint64>(days * 86400), speed, history}).run();
 
     std::printf("%s\n%d sticks, %d midnights, %d snapshots, %d hours of energy\n%.1f MiB at most, %.1f at first, %.1f "
                 "at the end; descriptors %d, %d, %d; threads %d, %d, %d\n",
@@ -30,6 +33,9 @@ int main(int argc, char** argv)
                 report.highest.peakResidentMebibytes, report.first.residentMebibytes, report.last.residentMebibytes,
                 report.highest.descriptors, report.first.descriptors, report.last.descriptors, report.highest.threads,
                 report.first.threads, report.last.threads);
+    if (report.settledMebibytes > 0)
+        std::printf("%.2f MiB when the history had been replaced once, %.2f at most after that\n",
+                    report.settledMebibytes, report.highestSettledMebibytes);
     for (const QString& problem : report.problems)
         std::printf("%s\n", qUtf8Printable(problem));
     return report.problems.isEmpty() ? 0 : 1;
