@@ -53,10 +53,11 @@ QStringList mainLogsOn(const QString& stick)
 
 QString SoakReport::ticksText() const
 {
-    return QStringLiteral("%1 of %2 ticks missed (an idle thread: %3); %4 of %5 seconds without a row, at most %6 in a "
-                          "row")
+    return QStringLiteral("%1 of %2 ticks missed, %3 of them in snapshots (an idle thread: %4); %5 of %6 seconds "
+                          "without a row, at most %7 in a row")
         .arg(missed)
         .arg(ticks)
+        .arg(missedInSnapshots)
         .arg(pulseMissed)
         .arg(withoutRow)
         .arg(seconds)
@@ -102,7 +103,7 @@ void Soak::act(int step)
     if (step % stepsInAnHour == 0)
         addEnergyHour();
     if (step % (6 * stepsInAnHour) == 1)
-        takeSnapshots();
+        takeSnapshotsWatched();
     noteTicks();
     noteFigures();
     if (step % stepsInAnHour == 0)
@@ -189,6 +190,16 @@ void Soak::judgeMidnight(const QString& before, const QString& after)
     demand(filled && oldRows.last() >= midnight.addSecs(qint64{-5} * plan.speed) && oldRows.last() <= limit &&
                newRows.first() > oldRows.last() && newRows.first() <= limit,
            QStringLiteral("rows on both sides") + where);
+}
+
+// A snapshot holds up the ticks while it is written, the longer the more the history holds.
+void Soak::takeSnapshotsWatched()
+{
+    noteTicks();
+    const qint64 before = report.missed;
+    takeSnapshots();
+    noteTicks();
+    report.missedInSnapshots += std::max<qint64>(0, report.missed - before);
 }
 
 void Soak::takeSnapshots()

@@ -20,11 +20,12 @@ struct SoakPlan
 /// What came of it.
 struct SoakReport
 {
-    qint64 ticks = 0;       ///< seconds of the daemon's clock, each of which is a tick
-    qint64 missed = 0;      ///< those of them in which the platform wasn't asked for values
-    qint64 pulseMissed = 0; ///< as many wake-ups did a thread miss that has nothing else to do
-    qint64 seconds = 0;     ///< between the first and the last row of each run of the main log
-    qint64 withoutRow = 0;  ///< those of them; a tick may fall into the second before or after its own
+    qint64 ticks = 0;             ///< seconds of the daemon's clock, each of which is a tick
+    qint64 missed = 0;            ///< those of them in which the platform wasn't asked for values
+    qint64 missedInSnapshots = 0; ///< those of them that passed while snapshots were taken
+    qint64 pulseMissed = 0;       ///< as many wake-ups did a thread miss that has nothing else to do
+    qint64 seconds = 0;           ///< between the first and the last row of each run of the main log
+    qint64 withoutRow = 0;        ///< those of them; a tick may fall into the second before or after its own
     qint64 longestGap = 0;
     int midnights = 0; ///< how many the main log went through
     int runs = 0;      ///< of the main log, each on a stick that had just come in
@@ -58,6 +59,7 @@ private:
     void judgeMainLog(const QStringList& files);
     void judgeRows(const QList<QDateTime>& rows);
     void judgeMidnight(const QString& before, const QString& after);
+    void takeSnapshotsWatched();
     void takeSnapshots();
     void addEnergyHour();
     void countEnergyHours();
