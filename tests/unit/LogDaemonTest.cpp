@@ -56,6 +56,35 @@ private:
     QStringList& m_happened;
 };
 
+/// Keeps the ids of the last row that it is given.
+class IdsOfRows : public Logger
+{
+public:
+    IdsOfRows()
+        : Logger(RamLog, 0, nullptr)
+    {
+    }
+
+    bool start(bool /*continueLog*/) override
+    {
+        return true;
+    }
+    bool stop() override
+    {
+        return true;
+    }
+    bool log(uint32_t /*time*/, QMap<int32_t, DataValue> values) override
+    {
+        ids = values.keys();
+        return true;
+    }
+    void updateParameters(QMap<int32_t, Metadata> /*parameters*/) override
+    {
+    }
+
+    QList<int> ids;
+};
+
 /// A daemon on the calling thread, on a platform that holds `defaultLog`.
 class LogDaemonTest : public testing::Test
 {
@@ -81,6 +110,15 @@ protected:
     LogDaemonInspector inspect()
     {
         return LogDaemonInspector(daemon());
+    }
+
+    /// The parameters that the history in memory keeps. Gives it a sample, as a history without any has no rows.
+    QList<int> idsOfHistory()
+    {
+        emit daemon().valuesUpdated(static_cast<uint32_t>(QDateTime::currentSecsSinceEpoch()) - 2, platform.values);
+        IdsOfRows target;
+        inspect().ramLogger()->replayTo(&target, QDateTime::fromSecsSinceEpoch(0), false);
+        return target.ids;
     }
 
     static void writeFile(const QString& path, const QByteArray& content)
@@ -402,6 +440,7 @@ TEST_F(LogDaemonTest, WithMaxDefaultTwoThreeParametersAreConstrainedAndNoneLeave
 
     EXPECT_EQ(inspector.constrainedIds(), QList<int>({1, 2, 3, 5, 9, 12}));
     EXPECT_EQ(inspector.allIds(), QList<int>({1, 2, 3}));
+    EXPECT_EQ(idsOfHistory(), QList<int>({1, 2, 3, 5, 9, 12}));
 }
 
 TEST_F(LogDaemonTest, WithTheDefaultLimitOf100TheFirst101ParametersAreConstrained)
@@ -472,6 +511,19 @@ TEST_F(LogDaemonTest, AManualParameterIsReadEachSecondAndNeverConstrained)
     EXPECT_EQ(inspector.constrainedIds(), QList<int>({5}));
     EXPECT_EQ(inspector.allIds(), QList<int>({5, 77}));
     EXPECT_EQ(lastCall("getValues").ids, QList<int>({5, 77}));
+}
+
+TEST_F(LogDaemonTest, TheHistoryKeepsNeitherManualParametersNorThoseBehindTheLimit)
+{
+    logConfig().maxDefault = 0;
+    platform.defaultLog = {5, 9};
+    LogDaemonInspector inspector = inspect();
+    inspector.manual() = {{77, platform.metadata[77]}};
+
+    daemon().minute();
+
+    EXPECT_EQ(inspector.allIds(), QList<int>({5, 9, 77}));
+    EXPECT_EQ(idsOfHistory(), QList<int>({5}));
 }
 
 TEST_F(LogDaemonTest, MaxManualCutsNoParameter)
