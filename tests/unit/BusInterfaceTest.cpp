@@ -165,6 +165,13 @@ std::vector<std::string> table()
     return {std::begin(InterfaceTable), std::end(InterfaceTable)};
 }
 
+void putFile(const QString& path, const QByteArray& content)
+{
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    ASSERT_EQ(file.write(content), content.size());
+}
+
 QByteArray contentOf(const char* path)
 {
     QFile file(QStringLiteral(ZEMO_SOURCE_DIR "/") + path);
@@ -235,6 +242,15 @@ protected:
     bool waitForExports(int count)
     {
         return QTest::qWaitFor([&] { return recorder.seen.filter("ExportCompleted").size() >= count; }, 20000);
+    }
+
+    /// The introspection text of the object that is on the bus.
+    QByteArray introspection()
+    {
+        const QDBusMessage reply = bus.call(QStringLiteral("Introspect"), {}, QStringLiteral("com.tarn.zemo.logd"),
+                                            QStringLiteral("org.freedesktop.DBus.Introspectable"));
+        EXPECT_EQ(reply.type(), QDBusMessage::ReplyMessage);
+        return reply.arguments().value(0).toString().toUtf8();
     }
 
     FakePlatform::Call lastCall(const std::string& operation)
@@ -315,12 +331,7 @@ TEST(LogDaemonAdaptorClass, CarriesInterfaceNameAndText)
 
 TEST_F(BusInterface, LiveIntrospectionEqualsTheFile)
 {
-    const QDBusMessage reply = bus.call(QStringLiteral("Introspect"), {}, QStringLiteral("com.tarn.zemo.logd"),
-                                        QStringLiteral("org.freedesktop.DBus.Introspectable"));
-
-    ASSERT_EQ(reply.type(), QDBusMessage::ReplyMessage);
-    EXPECT_EQ(InterfaceReader::read(reply.arguments().value(0).toString().toUtf8()),
-              InterfaceReader::read(contentOf("dbus/com.tarn.zemo.logd.xml")));
+    EXPECT_EQ(InterfaceReader::read(introspection()), InterfaceReader::read(contentOf("dbus/com.tarn.zemo.logd.xml")));
 }
 
 TEST_F(BusInterface, EachMethodReachesItsSlotAndAnswersWithTheTypeOfTheTable)
@@ -393,21 +404,51 @@ TEST_F(BusInterface, ArgumentsKeepTheirOrderThoughTheResultStandsFirstInTheText)
 
 TEST_F(BusInterface, SaveInternalLogToUsbTakesTheIdFirstAndThenThePath)
 {
-    const QDBusMessage right = bus.call(QStringLiteral("saveInternalLogToUsb"), {4711U, QStringLiteral("/folder")});
-    const QDBusMessage wrong = bus.call(QStringLiteral("saveInternalLogToUsb"), {QStringLiteral("/folder"), 4711U});
+    const QTemporaryDir memory;
+    qstrncpy(logConfig().internalPath, QFile::encodeName(memory.path()).constData(), LogConfig::PathSize);
+    platform.addParameter(10, QStringLiteral("Flow"));
+    const QByteArray headAndTime = QByteArray::fromHex("5a626c01 00000001 000a0003 6553f100");
+    putFile(memory.filePath("123456-1.blf"), headAndTime + QByteArray::fromHex("0000000b"));
+    putFile(memory.filePath("123456-2.blf"), headAndTime + QByteArray::fromHex("00000016"));
+    const QDir folder(stick.filePath("logs"));
+    ASSERT_TRUE(folder.mkpath("."));
 
-    EXPECT_EQ(right.arguments(), QVariantList({false})); // there is no such log
+    const QDBusMessage right = bus.call(QStringLiteral("saveInternalLogToUsb"), {1U, QStringLiteral("logs")});
+    const QDBusMessage wrong = bus.call(QStringLiteral("saveInternalLogToUsb"), {QStringLiteral("logs"), 1U});
+
+    EXPECT_EQ(right.arguments(), QVariantList({true}));
     EXPECT_EQ(wrong.type(), QDBusMessage::ErrorMessage);
+    const QStringList names = folder.entryList(QDir::Files);
+    ASSERT_EQ(names.size(), 1);
+    QFile converted(folder.filePath(names.first()));
+    ASSERT_TRUE(converted.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(converted.readAll().endsWith("\t22\n")); // the second log, whose id is 1
 }
 
-TEST_F(BusInterface, SamplesAndParameterSetsAreNotOnTheBus)
+TEST_F(BusInterface, SamplesAndParameterSetsAreNotOnTheBusUnderAnyInterface)
 {
-    const std::vector<std::string> signalNames = adaptorNames(QMetaMethod::Signal);
+    QStringList interfaces;
+    QStringList signalNames;
+    QXmlStreamReader xml(introspection());
+    while (!xml.atEnd())
+    {
+        const bool begins = xml.readNext() == QXmlStreamReader::StartElement;
+        if (begins && xml.name() == QLatin1String("interface"))
+        {
+            interfaces.append(xml.attributes().value(QLatin1String("name")).toString());
+        }
+        if (begins && xml.name() == QLatin1String("signal"))
+        {
+            signalNames.append(xml.attributes().value(QLatin1String("name")).toString());
+        }
+    }
 
     for (const char* name : {"valuesUpdated", "parametersUpdated", "saveSettings", "restoreSettings"})
     {
-        EXPECT_EQ(std::count(signalNames.begin(), signalNames.end(), name), 0) << name;
+        EXPECT_FALSE(signalNames.contains(QLatin1String(name))) << name;
     }
+    interfaces.removeIf([](const QString& name) { return name.startsWith("org.freedesktop.DBus."); });
+    EXPECT_EQ(interfaces, QStringList("com.tarn.zemo.logd"));
 }
 
 TEST_F(BusInterface, TheLocaleOfAStartReachesThePlatform)
