@@ -96,6 +96,8 @@ TEST_F(UsbDrive, ALogSetOnAStickThatIsThereAtTheStartNamesColumnsAndStartsNoLog)
     EXPECT_EQ(rig.logd().getLogParameters().value(),
               QStringList({QStringLiteral("Pump po\u00adwer"), "Starts", "Voltage"}));
     EXPECT_TRUE(waitUntil([&] { return rig.platform.lastIds() == QList<int>({5, 12, 77}); }));
+    rig.settle();
+    EXPECT_EQ(rig.logdSignals().names(), QStringList("logDaemonStarted"));
 }
 
 TEST_F(UsbDrive, AtMidnightTheLogGoesOnInANewFileWithoutASignalAndInTheDefaultLocale)
