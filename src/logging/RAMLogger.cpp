@@ -263,7 +263,7 @@ void RAMLogger::updateParameters(QMap<int32_t, Metadata> objL_logParametersConst
     const ListLocker objL_locker(listLock);
     const QMap<int32_t, Metadata>& objL_parameters = objL_logParametersConstrained;
     // Once a minute the same set comes again: one walk over its keys tells so, and the list stays out of the cache.
-    if (std::equal(objL_parameters.keyBegin(), objL_parameters.keyEnd(), keys.begin(), keys.end()))
+    if (hasKeys(objL_parameters))
     {
         return;
     }
@@ -276,6 +276,27 @@ void RAMLogger::updateParameters(QMap<int32_t, Metadata> objL_logParametersConst
     {
         unlink(objL_link);
     }
+}
+
+bool RAMLogger::hasKeys(const QMap<int32_t, Metadata>& objL_parameters) const
+{
+    if (static_cast<size_t>(objL_parameters.size()) != keys.size())
+    {
+        return false;
+    }
+    // From both ends at once, since the map's nodes lie apart and the processor can wait for two of them at a time.
+    auto objL_first = objL_parameters.cbegin();
+    auto objL_last = objL_parameters.cend();
+    for (size_t u32L_first = 0, u32L_last = keys.size(); u32L_first < u32L_last; ++u32L_first, ++objL_first)
+    {
+        --u32L_last;
+        --objL_last;
+        if (objL_first.key() != keys[u32L_first] || objL_last.key() != keys[u32L_last])
+        {
+            return false;
+        }
+    }
+    return true;
 }
 
 RAMLogger::Link RAMLogger::mergeParameters(Link objL_link, Keys objL_begin, Keys objL_end)

@@ -52,6 +52,7 @@ private:
     static void addSample(RamParameter& objL_parameter, uint32_t u32L_time, const DataValue& objL_value);
     static void addChange(RamParameter& objL_parameter, uint32_t u32L_time, const DataValue& objL_value);
     static void compactParameter(RamParameter& objL_parameter, uint32_t u32L_now);
+    bool hasKeys(const QMap<int32_t, Metadata>& objL_parameters) const;
     static Link mergeParameters(Link objL_link, Keys objL_begin, Keys objL_end);
     static Link addParameter(Link objL_link, uint32_t u32L_id);
     static void unlink(Link objL_link);
