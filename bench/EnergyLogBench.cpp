@@ -55,6 +55,8 @@ QList<zemo::data::EnergyLogEntry> year()
 
 LogDaemon& theDaemon()
 {
+    // Qt's list of databases has to outlast the daemon's, and what is made first goes last.
+    [[maybe_unused]] static const bool listed = QSqlDatabase::contains();
     static LogDaemon daemon(nullptr);
     return daemon;
 }
