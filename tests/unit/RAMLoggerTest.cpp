@@ -499,6 +499,29 @@ TEST_F(RAMLoggerTest, AParameterThatStaysKeepsItsHistoryAmongThoseThatComeAndGo)
     EXPECT_EQ(Inspector::samples(ram, 2), Samples{});
 }
 
+TEST_F(RAMLoggerTest, ASetOfTheSameSizeWithAnotherParameterInAnyPlaceIsAnotherSet)
+{
+    for (const int size : {1, 2, 3, 4, 5})
+    {
+        for (int other = 1; other <= size; ++other)
+        {
+            std::vector<uint32_t> expected;
+            QMap<int32_t, Metadata> before;
+            QMap<int32_t, Metadata> after;
+            for (int place = 1; place <= size; ++place)
+            {
+                const int id = place == other ? 10 * place + 1 : 10 * place;
+                before.insert(10 * place, {});
+                after.insert(id, {});
+                expected.push_back(static_cast<uint32_t>(id));
+            }
+            ram.updateParameters(before);
+            ram.updateParameters(after);
+            EXPECT_EQ(RAMLoggerInspector::ids(ram), expected);
+        }
+    }
+}
+
 TEST_F(RAMLoggerTest, RemoveParameterDropsItWithItsSamples)
 {
     ram.updateParameters(keys({-1, 1, 2}));
