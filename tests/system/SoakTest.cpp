@@ -3,26 +3,28 @@
 #include "SystemTest.h"
 
 using namespace std::chrono_literals;
+using std::chrono::steady_clock;
 
 TEST(Pulse, MissesNoBeatOfAPaceThatIsKept)
 {
+    const auto before = steady_clock::now();
     const Pulse pulse(1s);
     std::this_thread::sleep_for(1100ms);
-
-    EXPECT_EQ(pulse.missed(), 0);
+    const long long missed = pulse.missed();
+    // What is missed beyond the beat that comes in this time is the machine's.
+    EXPECT_LE(missed, (steady_clock::now() - before) / 1s - 1);
 }
 
 TEST(Pulse, MissesNearlyEveryBeatOfAPaceThatNoThreadKeeps)
 {
-    using std::chrono::steady_clock;
-
     const auto before = steady_clock::now();
     const Pulse pulse(1ns);
     const auto begun = steady_clock::now();
     std::this_thread::sleep_for(50ms);
     // Its last wake-up may lie a while behind.
     EXPECT_TRUE(waitUntil([&] { return pulse.missed() > (steady_clock::now() - begun) / 2ns; }));
-    EXPECT_LT(pulse.missed(), (steady_clock::now() - before) / 1ns);
+    const long long missed = pulse.missed();
+    EXPECT_LT(missed, (steady_clock::now() - before) / 1ns);
 }
 
 TEST(Soak, TwentyMinutesAroundMidnightAtThirtyTimesTheSpeedLeaveNothingBehind)
