@@ -199,7 +199,7 @@ void Soak::takeSnapshotsWatched()
     const qint64 before = report.missed;
     takeSnapshots();
     noteTicks();
-    report.missedInSnapshots += std::max<qint64>(0, report.missed - before);
+    report.missedInSnapshots += report.missed - before;
 }
 
 void Soak::takeSnapshots()
