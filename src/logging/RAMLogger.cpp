@@ -262,7 +262,7 @@ void RAMLogger::updateParameters(QMap<int32_t, Metadata> objL_logParametersConst
 {
     const ListLocker objL_locker(listLock);
     const QMap<int32_t, Metadata>& objL_parameters = objL_logParametersConstrained;
-    // Once a minute the same set comes again: one walk over its keys tells so, and the list stays out of the cache.
+    // Once a minute the same set comes again; the list then stays out of the cache.
     if (hasKeys(objL_parameters))
     {
         return;
@@ -287,11 +287,11 @@ bool RAMLogger::hasKeys(const QMap<int32_t, Metadata>& objL_parameters) const
     // From both ends at once, since the map's nodes lie apart and the processor can wait for two of them at a time.
     auto objL_first = objL_parameters.cbegin();
     auto objL_last = objL_parameters.cend();
-    for (size_t u32L_first = 0, u32L_last = keys.size(); u32L_first < u32L_last; ++u32L_first, ++objL_first)
+    for (size_t iL_first = 0, iL_last = keys.size(); iL_first < iL_last; ++iL_first, ++objL_first)
     {
-        --u32L_last;
+        --iL_last;
         --objL_last;
-        if (objL_first.key() != keys[u32L_first] || objL_last.key() != keys[u32L_last])
+        if (objL_first.key() != keys[iL_first] || objL_last.key() != keys[iL_last])
         {
             return false;
         }
