@@ -64,7 +64,7 @@ LogDaemon& theDaemon()
 EnergyLogDB& openedLog()
 {
     static EnergyLogDB& log = LogDaemonInspector::energyLog(theDaemon());
-    static const bool opened = log.init(Columns, Invalid);
+    static const bool opened = qEnvironmentVariableIsSet("ZEMO_IN_SANDBOX") && log.init(Columns, Invalid);
     if (!opened)
     {
         qFatal("the energy log cannot be opened here; run this inside the sandbox");

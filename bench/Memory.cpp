@@ -6,8 +6,9 @@
 #include "LogConfig.h"
 #include "logging/RAMLogger.h"
 
+#include <QByteArray>
+
 #include <cstdio>
-#include <string>
 #include <unistd.h>
 #include <vector>
 
@@ -50,16 +51,22 @@ double residentBytes()
 
 int main(int argc, char** argv)
 {
-    const std::string work = "memory_per_sample/";
+    const QByteArray work = "memory_per_sample/";
     if (argc < 2)
     {
         for (const char* const size : {"10", "101", "1000"})
         {
-            puts((work + size).c_str());
+            puts((work + size).constData());
         }
         return 0;
     }
-    const int parameters = std::stoi(std::string(argv[1]).substr(work.size()));
+    const QByteArray wanted = argv[1];
+    const int parameters = wanted.startsWith(work) ? wanted.mid(work.size()).toInt() : 0;
+    if (parameters <= 0)
+    {
+        std::fprintf(stderr, "usage: %s [%sPARAMETERS]\n", argv[0], work.constData());
+        return 2;
+    }
     setDefaults(logConfig());
     if (parameters > 101)
     {

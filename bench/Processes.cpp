@@ -63,6 +63,10 @@ double processorTime(qint64 process)
     {
         sum += readAll(tasks + u'/' + task + QStringLiteral("/schedstat")).split(' ').value(0).toDouble();
     }
+    if (sum <= 0)
+    {
+        qFatal("process %lld has ended, or this kernel doesn't count processor time", process);
+    }
     return sum;
 }
 
@@ -289,9 +293,19 @@ public:
         begin(bare, bareProgram, {QStringLiteral("loaded")}, withClock(environment, clock + "1"));
         // As quick as it can still tick.
         begin(daemon, daemonProgram, {}, withClock(environment, clock + (parameters > 101 ? "50" : "100")));
-        while (ticks() < Samples && daemon.isRunning())
+        while (ticks() < Samples)
         {
-            pass(100);
+            wait(100);
+        }
+    }
+
+    /// Lets the daemon go on for a while; there is nothing to measure once it has ended.
+    void wait(int milliseconds) const
+    {
+        pass(milliseconds);
+        if (!daemon.isRunning())
+        {
+            qFatal("the daemon has ended");
         }
     }
 
@@ -332,7 +346,7 @@ template <class Lasts> double longestGap(const FullHistory& history, Lasts lasts
             longest = std::max(longest, sinceTick.nsecsElapsed());
             sinceTick.restart();
         }
-        pass(1);
+        history.wait(1);
     }
     return static_cast<double>(std::max(longest, sinceTick.nsecsElapsed()));
 }
@@ -354,39 +368,49 @@ uint differentRows(const QString& path)
     return count;
 }
 
-// A snapshot holds the history while it is written, and the tick waits for it. Ticks are due as often as the clock
-// says. The part of all ticks that stored something.
-double noteTickGap(const FullHistory& history, int parameters)
+// Long enough for what the daemon does once a minute, also on its slower clock.
+void noteIdleGap(const FullHistory& history, int parameters)
 {
-    const QString stick = emptyStick();
-    history.control(QStringLiteral("insertDrive"), {stick});
-    QElapsedTimer second;
-    second.start();
-    note("tick_gap", "idle", parameters, longestGap(history, [&] { return second.elapsed() < 1000; }), "ns");
-    const uint ticks = history.ticks();
+    QElapsedTimer timer;
+    timer.start();
+    note("tick_gap", "idle", parameters, longestGap(history, [&] { return timer.elapsed() < 1500; }), "ns");
+}
+
+// A snapshot holds the history while it is written, and the tick waits for it. Ticks are due as often as the clock
+// says.
+void noteSnapshotGap(const FullHistory& history, int parameters)
+{
     QDBusMessage request = QDBusMessage::createMethodCall(daemonName, QStringLiteral("/Logging"), daemonName,
                                                           QStringLiteral("saveRamLogToUsb"));
     request.setArguments({QString()});
-    const QDBusPendingCall snapshot = history.bus.connection().asyncCall(request);
+    const QDBusPendingCall snapshot = history.bus.connection().asyncCall(request, 600000);
     note("tick_gap", "ours", parameters, longestGap(history, [&] { return !snapshot.isFinished(); }), "ns");
-    // A snapshot that goes on into no future is answered with false, so the file is asked.
+}
+
+// The samples in the snapshot on the stick. One that goes on into no future is answered with false, so the file is
+// asked.
+uint writtenSamples(const QString& stick)
+{
     const QStringList files = QDir(stick).entryList(QDir::Files);
     const uint rows = files.size() == 1 ? differentRows(stick + u'/' + files[0]) : 0;
     if (rows < FullHistory::Samples * 9 / 10)
     {
         qFatal("the history is not full or the snapshot not whole: %u rows", rows);
     }
-    return double(rows) / ticks;
+    return rows;
 }
 
 // A history takes its time to fill, so it serves for both.
 void measureFullHistory(int parameters)
 {
     const FullHistory history(parameters);
+    const QString stick = emptyStick();
+    history.control(QStringLiteral("insertDrive"), {stick});
+    noteIdleGap(history, parameters);
     const double ours = residentMebibytes(history.daemon.processId());
     const double bare = residentMebibytes(history.bare.processId());
-    const uint ticks = history.ticks();
-    const double samples = ticks * noteTickGap(history, parameters) * parameters;
+    noteSnapshotGap(history, parameters);
+    const double samples = static_cast<double>(writtenSamples(stick)) * parameters;
     note("resident_full_history", "ours", parameters, ours, "MiB");
     note("resident_full_history", "baseline", parameters, bare + samples * 64 / 1024 / 1024, "MiB");
 }
@@ -399,6 +423,10 @@ int main(int argc, char** argv)
 {
     const QCoreApplication application(argc, argv);
     const QString wanted = QCoreApplication::arguments().value(1);
+    if (!wanted.isEmpty() && !qEnvironmentVariableIsSet("ZEMO_IN_SANDBOX"))
+    {
+        qFatal("this writes the daemon's configuration: run it inside the sandbox");
+    }
     struct Work
     {
         QString name;
