@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string>
 #include <tuple>
+#include <utility>
 
 namespace
 {
@@ -40,7 +41,10 @@ class LogConfigKey : public testing::TestWithParam<KeyCase>
 {
 };
 
-class LogConfigRefusedPair : public testing::TestWithParam<std::pair<const char*, const char*>>
+/// Section and key; with texts of their own, not pointers, the tests have the same names in every run.
+using Pair = std::pair<std::string, std::string>;
+
+class LogConfigRefusedPair : public testing::TestWithParam<Pair>
 {
 };
 
@@ -94,22 +98,20 @@ TEST_P(LogConfigRefusedPair, GivesZeroAndLeavesTheDefaults)
 {
     LogConfig config = defaults();
 
-    const int taken = configIniHandler(&config, GetParam().first, GetParam().second, "1");
+    const int taken = configIniHandler(&config, GetParam().first.c_str(), GetParam().second.c_str(), "1");
 
     EXPECT_EQ(taken, 0);
     EXPECT_TRUE(isUntouched(config));
 }
 
 INSTANTIATE_TEST_SUITE_P(All, LogConfigRefusedPair,
-                         testing::Values(std::make_pair("ram", "history"), std::make_pair("ram", "future"),
-                                         std::make_pair("ram", "path"), std::make_pair("ram", "max_default"),
-                                         std::make_pair("ram", "max-defaults"), std::make_pair("ram", "Max-default"),
-                                         std::make_pair("RAM", "max-default"), std::make_pair("ram", ""),
-                                         std::make_pair("usb", "path"), std::make_pair("usb", "max-default"),
-                                         std::make_pair("usb", "interval-1sec"), std::make_pair("Usb", "history"),
-                                         std::make_pair("internal", "Path"), std::make_pair("Internal", "path"),
-                                         std::make_pair("internal", "max-manual"), std::make_pair("", "history"),
-                                         std::make_pair("logging", "history")));
+                         testing::Values(Pair("ram", "history"), Pair("ram", "future"), Pair("ram", "path"),
+                                         Pair("ram", "max_default"), Pair("ram", "max-defaults"),
+                                         Pair("ram", "Max-default"), Pair("RAM", "max-default"), Pair("ram", ""),
+                                         Pair("usb", "path"), Pair("usb", "max-default"), Pair("usb", "interval-1sec"),
+                                         Pair("Usb", "history"), Pair("internal", "Path"), Pair("Internal", "path"),
+                                         Pair("internal", "max-manual"), Pair("", "history"),
+                                         Pair("logging", "history")));
 
 TEST(LogConfig, APathInTheUsbSectionIsRefused)
 {
