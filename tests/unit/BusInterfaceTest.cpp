@@ -2,6 +2,7 @@
 #include "LogConfig.h"
 #include "LogDaemonAdaptor.h"
 #include "LogDaemonCtrl.h"
+#include "LoggerTestSupport.h"
 #include "SignalRecorder.h"
 
 #include <QDBusMetaType>
@@ -165,18 +166,11 @@ std::vector<std::string> table()
     return {std::begin(InterfaceTable), std::end(InterfaceTable)};
 }
 
-void putFile(const QString& path, const QByteArray& content)
+QByteArray sourceFile(const char* path)
 {
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    ASSERT_EQ(file.write(content), content.size());
-}
-
-QByteArray contentOf(const char* path)
-{
-    QFile file(QStringLiteral(ZEMO_SOURCE_DIR "/") + path);
-    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path;
-    return file.readAll();
+    const QString file = QStringLiteral(ZEMO_SOURCE_DIR "/") + path;
+    EXPECT_TRUE(QFileInfo(file).isReadable()) << path;
+    return contentOf(file);
 }
 
 std::vector<std::string> adaptorNames(QMetaMethod::MethodType type)
@@ -276,12 +270,12 @@ protected:
 
 TEST(BusInterfaceFile, HoldsTheWholeTable)
 {
-    EXPECT_EQ(InterfaceReader::read(contentOf("dbus/com.tarn.zemo.logd.xml")), table());
+    EXPECT_EQ(InterfaceReader::read(sourceFile("dbus/com.tarn.zemo.logd.xml")), table());
 }
 
 TEST(BusInterfaceFile, HoldsThirtyNineMethodsAndSeventeenSignals)
 {
-    const std::vector<std::string> lines = InterfaceReader::read(contentOf("dbus/com.tarn.zemo.logd.xml"));
+    const std::vector<std::string> lines = InterfaceReader::read(sourceFile("dbus/com.tarn.zemo.logd.xml"));
 
     const auto isSignal = [](const std::string& line) { return line.rfind("signal ", 0) == 0; };
     EXPECT_EQ(std::count_if(lines.begin(), lines.end(), isSignal), 17);
@@ -292,7 +286,7 @@ TEST(BusInterfaceFile, IsWhatTheManualDescribes)
 {
     std::vector<std::string> described;
     static const QRegularExpression entry(QStringLiteral("^### `(.+)`$"), QRegularExpression::MultilineOption);
-    QRegularExpressionMatchIterator matches = entry.globalMatch(QString::fromUtf8(contentOf("docs/bus.md")));
+    QRegularExpressionMatchIterator matches = entry.globalMatch(QString::fromUtf8(sourceFile("docs/bus.md")));
     while (matches.hasNext())
     {
         described.push_back(matches.next().captured(1).toStdString());
@@ -331,7 +325,7 @@ TEST(LogDaemonAdaptorClass, CarriesInterfaceNameAndText)
 
 TEST_F(BusInterface, LiveIntrospectionEqualsTheFile)
 {
-    EXPECT_EQ(InterfaceReader::read(introspection()), InterfaceReader::read(contentOf("dbus/com.tarn.zemo.logd.xml")));
+    EXPECT_EQ(InterfaceReader::read(introspection()), InterfaceReader::read(sourceFile("dbus/com.tarn.zemo.logd.xml")));
 }
 
 TEST_F(BusInterface, EachMethodReachesItsSlotAndAnswersWithTheTypeOfTheTable)
@@ -408,8 +402,8 @@ TEST_F(BusInterface, SaveInternalLogToUsbTakesTheIdFirstAndThenThePath)
     qstrncpy(logConfig().internalPath, QFile::encodeName(memory.path()).constData(), LogConfig::PathSize);
     platform.addParameter(10, QStringLiteral("Flow"));
     const QByteArray headAndTime = QByteArray::fromHex("5a626c01 00000001 000a0003 6553f100");
-    putFile(memory.filePath("123456-1.blf"), headAndTime + QByteArray::fromHex("0000000b"));
-    putFile(memory.filePath("123456-2.blf"), headAndTime + QByteArray::fromHex("00000016"));
+    writeFile(memory.filePath("123456-1.blf"), headAndTime + QByteArray::fromHex("0000000b"));
+    writeFile(memory.filePath("123456-2.blf"), headAndTime + QByteArray::fromHex("00000016"));
     const QDir folder(stick.filePath("logs"));
     ASSERT_TRUE(folder.mkpath("."));
 
@@ -420,9 +414,7 @@ TEST_F(BusInterface, SaveInternalLogToUsbTakesTheIdFirstAndThenThePath)
     EXPECT_EQ(wrong.type(), QDBusMessage::ErrorMessage);
     const QStringList names = folder.entryList(QDir::Files);
     ASSERT_EQ(names.size(), 1);
-    QFile converted(folder.filePath(names.first()));
-    ASSERT_TRUE(converted.open(QIODevice::ReadOnly));
-    EXPECT_TRUE(converted.readAll().endsWith("\t22\n")); // the second log, whose id is 1
+    EXPECT_TRUE(contentOf(folder.filePath(names.first())).endsWith("\t22\n")); // the second log, whose id is 1
 }
 
 TEST_F(BusInterface, SamplesAndParameterSetsAreNotOnTheBusUnderAnyInterface)
