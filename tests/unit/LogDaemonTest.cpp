@@ -1,6 +1,7 @@
 #include "FakePlatform.h"
 #include "LogConfig.h"
 #include "LogDaemonInspector.h"
+#include "RecordingLogger.h"
 #include "logging/CSVLogger.h"
 #include "logging/RAMLogger.h"
 
@@ -56,35 +57,6 @@ private:
     QStringList& m_happened;
 };
 
-/// Keeps the ids of the last row that it is given.
-class IdsOfRows : public Logger
-{
-public:
-    IdsOfRows()
-        : Logger(RamLog, 0, nullptr)
-    {
-    }
-
-    bool start(bool /*continueLog*/) override
-    {
-        return true;
-    }
-    bool stop() override
-    {
-        return true;
-    }
-    bool log(uint32_t /*time*/, QMap<int32_t, DataValue> values) override
-    {
-        ids = values.keys();
-        return true;
-    }
-    void updateParameters(QMap<int32_t, Metadata> /*parameters*/) override
-    {
-    }
-
-    QList<int> ids;
-};
-
 /// A daemon on the calling thread, on a platform that holds `defaultLog`.
 class LogDaemonTest : public testing::Test
 {
@@ -116,9 +88,9 @@ protected:
     QList<int> idsOfHistory()
     {
         emit daemon().valuesUpdated(static_cast<uint32_t>(QDateTime::currentSecsSinceEpoch()) - 2, platform.values);
-        IdsOfRows target;
+        RecordingLogger target;
         inspect().ramLogger()->replayTo(&target, QDateTime::fromSecsSinceEpoch(0), false);
-        return target.ids;
+        return target.rows.empty() ? QList<int>() : target.rows.back().keys();
     }
 
     static void writeFile(const QString& path, const QByteArray& content)

@@ -1,4 +1,5 @@
 #include "FakePlatform.h"
+#include "RecordingLogger.h"
 
 #include "LogConfig.h"
 #include "logging/RAMLogger.h"
@@ -161,46 +162,6 @@ QMap<int32_t, DataValue> row(std::initializer_list<std::pair<int32_t, long long>
     }
     return result;
 }
-
-/// Keeps the rows that it is given.
-class RecordingLogger : public Logger
-{
-public:
-    RecordingLogger()
-        : Logger(RamLog, 0, nullptr)
-    {
-    }
-
-    bool start(bool /*continueLog*/) override
-    {
-        return true;
-    }
-    bool stop() override
-    {
-        return true;
-    }
-    void flush() override
-    {
-        ++flushes;
-        onFlush();
-    }
-    bool log(uint32_t time, QMap<int32_t, DataValue> values) override
-    {
-        times.push_back(time);
-        rows.push_back(values);
-        onLog();
-        return false;
-    }
-    void updateParameters(QMap<int32_t, Metadata> /*parameters*/) override
-    {
-    }
-
-    std::vector<uint32_t> times;
-    std::vector<QMap<int32_t, DataValue>> rows;
-    int flushes = 0;
-    std::function<void()> onLog = [] {};
-    std::function<void()> onFlush = [] {};
-};
 
 class RAMLoggerTest : public testing::Test
 {
@@ -517,7 +478,7 @@ TEST_F(RAMLoggerTest, ASetOfTheSameSizeWithAnotherParameterInAnyPlaceIsAnotherSe
             }
             ram.updateParameters(before);
             ram.updateParameters(after);
-            EXPECT_EQ(RAMLoggerInspector::ids(ram), expected);
+            EXPECT_EQ(Inspector::ids(ram), expected);
         }
     }
 }
