@@ -100,6 +100,14 @@ int FakePlatform::callCount(const std::string& operation)
         std::count_if(d->calls.begin(), d->calls.end(), [&](const Call& call) { return call.operation == operation; }));
 }
 
+FakePlatform::Call FakePlatform::lastCall(const std::string& operation)
+{
+    const std::lock_guard guard(*this);
+    const auto found =
+        std::find_if(d->calls.rbegin(), d->calls.rend(), [&](const Call& call) { return call.operation == operation; });
+    return found == d->calls.rend() ? Call() : *found;
+}
+
 QByteArray FakePlatform::restoredSettings()
 {
     const std::lock_guard guard(*this);

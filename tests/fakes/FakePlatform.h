@@ -70,6 +70,8 @@ public:
     };
     std::vector<Call> calls();
     int callCount(const std::string& operation);
+    /// The latest call of `operation`, or one with no name if there was none.
+    Call lastCall(const std::string& operation);
     QByteArray restoredSettings();
 
     /// Adds a parameter with an integer value to `metadata` and `values`.

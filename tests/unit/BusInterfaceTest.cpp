@@ -247,19 +247,6 @@ protected:
         return reply.arguments().value(0).toString().toUtf8();
     }
 
-    FakePlatform::Call lastCall(const std::string& operation)
-    {
-        FakePlatform::Call found;
-        for (const FakePlatform::Call& call : platform.calls())
-        {
-            if (call.operation == operation)
-            {
-                found = call;
-            }
-        }
-        return found;
-    }
-
     UnitBus& bus = UnitBus::instance();
     SignalRecorder recorder;
     QTemporaryDir stick;
@@ -375,10 +362,10 @@ TEST_F(BusInterface, BothNumbersOfAPowerLogPeriodArriveWithAll64Bits)
 
     EXPECT_EQ(reply.arguments(), QVariantList({true}));
     ASSERT_TRUE(waitForExports(1));
-    EXPECT_EQ(lastCall("GetHourlyForPeriod").first, start);
-    EXPECT_EQ(lastCall("GetHourlyForPeriod").second, end);
-    EXPECT_EQ(lastCall("GetQuarterlyForPeriod").first, start);
-    EXPECT_EQ(lastCall("GetQuarterlyForPeriod").second, end);
+    EXPECT_EQ(platform.lastCall("GetHourlyForPeriod").first, start);
+    EXPECT_EQ(platform.lastCall("GetHourlyForPeriod").second, end);
+    EXPECT_EQ(platform.lastCall("GetQuarterlyForPeriod").first, start);
+    EXPECT_EQ(platform.lastCall("GetQuarterlyForPeriod").second, end);
 }
 
 TEST_F(BusInterface, ArgumentsKeepTheirOrderThoughTheResultStandsFirstInTheText)

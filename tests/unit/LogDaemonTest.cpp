@@ -1,6 +1,7 @@
 #include "FakePlatform.h"
 #include "LogConfig.h"
 #include "LogDaemonInspector.h"
+#include "LoggerInspector.h"
 #include "RecordingLogger.h"
 #include "logging/CSVLogger.h"
 #include "logging/RAMLogger.h"
@@ -11,15 +12,6 @@
 #include <QTest>
 
 #include <gtest/gtest.h>
-
-class LoggerInspector
-{
-public:
-    static void setCreatedAt(Logger& logger, const QDateTime& time)
-    {
-        logger.createdAt = time;
-    }
-};
 
 namespace
 {
@@ -108,19 +100,6 @@ protected:
             names.push_back(call.operation);
         }
         return names;
-    }
-
-    FakePlatform::Call lastCall(const std::string& operation)
-    {
-        FakePlatform::Call found;
-        for (const FakePlatform::Call& call : platform.calls())
-        {
-            if (call.operation == operation)
-            {
-                found = call;
-            }
-        }
-        return found;
     }
 
     FakePlatform platform;
@@ -235,7 +214,7 @@ TEST_F(LogDaemonTest, AStartWithoutADriveAsksForDrivesAndThenForTheDefaultList)
     daemon();
 
     EXPECT_EQ(operations(), (std::vector<std::string>{"getUsbDrives", "getDefaultLog"}));
-    EXPECT_EQ(lastCall("getDefaultLog").locale, "default");
+    EXPECT_EQ(platform.lastCall("getDefaultLog").locale, "default");
     EXPECT_EQ(inspect().usbPath(), "");
 }
 
@@ -351,7 +330,7 @@ TEST_F(LogDaemonTest, ARemovalEmptiesTheManualParametersAndRefreshes)
 
     EXPECT_TRUE(inspector.manualIds().isEmpty());
     EXPECT_EQ(inspector.allIds(), QList<int>({5}));
-    EXPECT_EQ(lastCall("getDefaultLog").locale, "default");
+    EXPECT_EQ(platform.lastCall("getDefaultLog").locale, "default");
 }
 
 TEST_F(LogDaemonTest, AfterTheRemovalTheManualParametersAreNoLongerRead)
@@ -360,12 +339,12 @@ TEST_F(LogDaemonTest, AfterTheRemovalTheManualParametersAreNoLongerRead)
     platform.drives = {stick.path()};
     platform.defaultLog = {5};
     daemon().second();
-    ASSERT_EQ(lastCall("getValues").ids, QList<int>({5, 30, 77}));
+    ASSERT_EQ(platform.lastCall("getValues").ids, QList<int>({5, 30, 77}));
 
     platform.removeDrive(stick.path());
     daemon().second();
 
-    EXPECT_EQ(lastCall("getValues").ids, QList<int>({5}));
+    EXPECT_EQ(platform.lastCall("getValues").ids, QList<int>({5}));
 }
 
 TEST_F(LogDaemonTest, AfterTheRemovalAManualParameterOfACustomLogIsStillRead)
@@ -379,7 +358,7 @@ TEST_F(LogDaemonTest, AfterTheRemovalAManualParameterOfACustomLogIsStillRead)
     platform.removeDrive(stick.path());
     daemon().second();
 
-    EXPECT_EQ(lastCall("getValues").ids, QList<int>({5, 77}));
+    EXPECT_EQ(platform.lastCall("getValues").ids, QList<int>({5, 77}));
 }
 
 TEST_F(LogDaemonTest, WithMaxDefaultZeroTheFirstParameterIsConstrained)
@@ -482,7 +461,7 @@ TEST_F(LogDaemonTest, AManualParameterIsReadEachSecondAndNeverConstrained)
 
     EXPECT_EQ(inspector.constrainedIds(), QList<int>({5}));
     EXPECT_EQ(inspector.allIds(), QList<int>({5, 77}));
-    EXPECT_EQ(lastCall("getValues").ids, QList<int>({5, 77}));
+    EXPECT_EQ(platform.lastCall("getValues").ids, QList<int>({5, 77}));
 }
 
 TEST_F(LogDaemonTest, TheHistoryKeepsNeitherManualParametersNorThoseBehindTheLimit)
@@ -562,7 +541,7 @@ TEST_F(LogDaemonTest, AConfiguredCustomParameterIsReadEachSecondWithoutAnyStart)
     daemon().stopCustomUsbLog(8);
     daemon().second();
 
-    EXPECT_EQ(lastCall("getValues").ids, QList<int>({1, 5, 12, 30}));
+    EXPECT_EQ(platform.lastCall("getValues").ids, QList<int>({1, 5, 12, 30}));
 }
 
 TEST_F(LogDaemonTest, EachIdIsAskedForOnceInAscendingOrderInOneCall)
@@ -575,7 +554,7 @@ TEST_F(LogDaemonTest, EachIdIsAskedForOnceInAscendingOrderInOneCall)
     daemon().second();
 
     EXPECT_EQ(platform.callCount("getValues"), 1);
-    EXPECT_EQ(lastCall("getValues").ids, QList<int>({-4, 1, 5, 12, 30, 77}));
+    EXPECT_EQ(platform.lastCall("getValues").ids, QList<int>({-4, 1, 5, 12, 30, 77}));
 }
 
 TEST_F(LogDaemonTest, WithoutAnyParameterAnEmptyReadIsDoneAndEmptyValuesAreRaised)
@@ -593,7 +572,7 @@ TEST_F(LogDaemonTest, WithoutAnyParameterAnEmptyReadIsDoneAndEmptyValuesAreRaise
     daemon().second();
 
     EXPECT_EQ(platform.callCount("getValues"), 1);
-    EXPECT_TRUE(lastCall("getValues").ids.isEmpty());
+    EXPECT_TRUE(platform.lastCall("getValues").ids.isEmpty());
     EXPECT_EQ(raised, 1);
     EXPECT_TRUE(values.isEmpty());
 }
@@ -702,13 +681,13 @@ TEST_F(LogDaemonTest, MinuteRefreshesInTheDefaultLocaleAndReadsNoValues)
 {
     daemon();
     inspect().refreshParameters(QStringLiteral("de_DE"));
-    ASSERT_EQ(lastCall("getDefaultLog").locale, "de_DE");
+    ASSERT_EQ(platform.lastCall("getDefaultLog").locale, "de_DE");
     const size_t callsBefore = platform.calls().size();
 
     daemon().minute();
 
     EXPECT_EQ(platform.calls().size(), callsBefore + 1);
-    EXPECT_EQ(lastCall("getDefaultLog").locale, "default");
+    EXPECT_EQ(platform.lastCall("getDefaultLog").locale, "default");
 }
 
 TEST_F(LogDaemonTest, OfTwoRefreshesThatOverlapTheLaterToReturnWins)

@@ -1,6 +1,7 @@
 #include "FakePlatform.h"
 #include "LogConfig.h"
 #include "LogDaemonInspector.h"
+#include "LoggerInspector.h"
 #include "Refusal.h"
 #include "logging/CSVLogger.h"
 
@@ -14,16 +15,6 @@
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
-
-/// Makes a logger look older than it is.
-class LoggerInspector
-{
-public:
-    static void setCreatedAt(Logger& logger, const QDateTime& time)
-    {
-        logger.createdAt = time;
-    }
-};
 
 namespace
 {
@@ -73,24 +64,11 @@ protected:
         return file.readLine();
     }
 
-    FakePlatform::Call lastCall(const std::string& operation)
-    {
-        FakePlatform::Call found;
-        for (const FakePlatform::Call& call : platform.calls())
-        {
-            if (call.operation == operation)
-            {
-                found = call;
-            }
-        }
-        return found;
-    }
-
     /// Inserts the stick and gives the ids that were asked for.
     QList<int> insertAndGetIds()
     {
         platform.insertDrive(stick.path());
-        return lastCall("getMetadata").ids;
+        return platform.lastCall("getMetadata").ids;
     }
 
     void makeYesterdays(FileLogger& old)
@@ -119,7 +97,7 @@ TEST_F(UsbLog, AStartWithoutADriveAnswersFalseAndNeitherTracesNorRaisesAnything)
     EXPECT_TRUE(platform.trace().empty());
     EXPECT_EQ(started.count() + stopped.count(), 0);
     EXPECT_FALSE(daemon.isUsbLogActive());
-    EXPECT_NE(lastCall("getDefaultLog").locale, "en_GB");
+    EXPECT_NE(platform.lastCall("getDefaultLog").locale, "en_GB");
 }
 
 TEST_F(UsbLog, AStartOpensALogOfAllParametersAtTheInterval)
@@ -135,7 +113,7 @@ TEST_F(UsbLog, AStartOpensALogOfAllParametersAtTheInterval)
     EXPECT_EQ(logger()->getParameterTitles(), QStringList({"Name 5", "Name 12"}));
     EXPECT_EQ(logger()->parent(), nullptr);
     EXPECT_EQ(logFiles().size(), 1);
-    EXPECT_EQ(lastCall("getDefaultLog").locale, "de_DE");
+    EXPECT_EQ(platform.lastCall("getDefaultLog").locale, "de_DE");
     EXPECT_EQ(started.count(), 1);
     EXPECT_EQ(platform.traceCount("LogDaemon", 1, "startUsbLog", "USB Logging started with interval 7 sec"), 1);
 }
@@ -409,7 +387,7 @@ TEST_F(UsbLog, ALogOfYesterdayGoesOnInANewFileWithoutASignalAndInTheDefaultLocal
     EXPECT_EQ(logger()->getCreatedAt().date(), QDate::currentDate());
     EXPECT_EQ(logFiles().size(), 2);
     EXPECT_EQ(started.count() + stopped.count(), 0);
-    EXPECT_EQ(lastCall("getDefaultLog").locale, "default");
+    EXPECT_EQ(platform.lastCall("getDefaultLog").locale, "default");
     EXPECT_EQ(platform.traceTexts("LogDaemon", 1),
               std::vector<std::string>({"USB Logging stopped...", "USB Logging started with interval 7 sec"}));
 }
@@ -480,7 +458,7 @@ TEST_F(UsbLog, TheIdsOfLogSetAreAskedForInFileOrderWithDuplicatesInTheDefaultLoc
     putOnStick("LOG.SET", "[ZEMOLOG;20240305]\n77\n30\n77\n");
 
     EXPECT_EQ(insertAndGetIds(), QList<int>({77, 30, 77}));
-    EXPECT_EQ(lastCall("getMetadata").locale, "default");
+    EXPECT_EQ(platform.lastCall("getMetadata").locale, "default");
     EXPECT_EQ(inspector.manualIds(), QList<int>({30, 77}));
 }
 
