@@ -1,30 +1,72 @@
 #include "Soak.h"
-#include "Pulse.h"
+#include "ClockPage.h"
 #include "SystemTest.h"
 
 using namespace std::chrono_literals;
 using std::chrono::steady_clock;
 
-TEST(Pulse, MissesNoBeatOfAPaceThatIsKept)
+TEST(ClockPage, StandsStillSoonWhenNobodyDrivesIt)
 {
-    const auto before = steady_clock::now();
-    const Pulse pulse(1s);
-    std::this_thread::sleep_for(1100ms);
-    const long long missed = pulse.missed();
-    // What is missed beyond the beat that comes in this time is the machine's.
-    EXPECT_LE(missed, (steady_clock::now() - before) / 1s - 1);
+    ClockPage page;
+    page.since = ClockPage::machineTime();
+    page.goOn(60);
+    const std::int64_t furthest = page.reached + 60 * ClockPage::longestRun;
+
+    std::this_thread::sleep_for(20ms);
+    EXPECT_EQ(page.now(), furthest);
+    std::this_thread::sleep_for(20ms);
+    EXPECT_EQ(page.now(), furthest);
 }
 
-TEST(Pulse, MissesNearlyEveryBeatOfAPaceThatNoThreadKeeps)
+TEST(ClockPage, GoesOnFromWhereItStoodAndTellsForHowLongItDid)
 {
+    ClockPage page;
+    page.since = ClockPage::machineTime();
+    page.goOn(60);
+    const std::int64_t furthest = page.reached + 60 * ClockPage::longestRun;
+    const std::int64_t begun = page.since;
+    std::this_thread::sleep_for(20ms);
+
+    const std::int64_t stood = page.goOn(1);
+    EXPECT_EQ(page.reached, furthest);
+    EXPECT_EQ(stood, page.since - begun - ClockPage::longestRun);
+    EXPECT_GE(page.now(), furthest);
+    EXPECT_LE(page.now(), furthest + ClockPage::longestRun);
+}
+
+TEST(PacedClock, RunsAsFastAsItIsToldButForWhenItStoodStill)
+{
+    const Scratch scratch;
+    const QDateTime start(QDate(2026, 3, 5), QTime(21, 0));
     const auto before = steady_clock::now();
-    const Pulse pulse(1ns);
+    const PacedClock clock(scratch.root() + QLatin1String("/run/clock"), start, 60);
     const auto begun = steady_clock::now();
-    std::this_thread::sleep_for(50ms);
-    // Its last wake-up may lie a while behind.
-    EXPECT_TRUE(waitUntil([&] { return pulse.missed() > (steady_clock::now() - begun) / 2ns; }));
-    const long long missed = pulse.missed();
-    EXPECT_LT(missed, (steady_clock::now() - before) / 1ns);
+    std::this_thread::sleep_for(200ms);
+
+    // Of its last steps it may not know yet whether it stood still.
+    EXPECT_TRUE(waitUntil(
+        [&]
+        {
+            const auto ran = std::chrono::floor<std::chrono::milliseconds>(steady_clock::now() - begun);
+            return start.msecsTo(clock.now()) >= 60 * (ran - clock.stoodStill() - 10ms).count();
+        }));
+    const qint64 reached = start.msecsTo(clock.now());
+    EXPECT_LE(reached, std::chrono::ceil<std::chrono::milliseconds>(steady_clock::now() - before).count() * 60);
+}
+
+TEST(PacedClock, NeverGoesBackWhenItsSpeedChanges)
+{
+    const Scratch scratch;
+    PacedClock clock(scratch.root() + QLatin1String("/run/clock"), QDateTime::currentDateTime(), 60);
+    QDateTime last = clock.now();
+    const auto end = steady_clock::now() + 200ms;
+    for (int round = 0; steady_clock::now() < end; ++round)
+    {
+        clock.setSpeed(round / 1000 % 2 == 0 ? 1 : 60);
+        const QDateTime now = clock.now();
+        ASSERT_GE(now, last);
+        last = now;
+    }
 }
 
 TEST(Soak, TwentyMinutesAroundMidnightAtThirtyTimesTheSpeedLeaveNothingBehind)

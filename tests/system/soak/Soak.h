@@ -1,34 +1,33 @@
 #pragma once
 
-#include "FakeClock.h"
+#include "PacedClock.h"
 #include "ProcessFigures.h"
-#include "Pulse.h"
 #include "Rig.h"
 
 #include <QDateTime>
-#include <QElapsedTimer>
 
-/// How long the daemon's clock runs, from when, and how many times as fast as ours.
+/// How long the daemon's clock runs, from when, and how many times as fast as ours (but as fast as ours while a
+/// snapshot is written, which takes no less time for a quick clock).
 struct SoakPlan
 {
     QDateTime start;
     qint64 seconds = 0;
     int speed = 60;
-    int historyHours = 72; ///< how far the daemon's history in memory reaches back
+    int historyHours = 72;  ///< how far the daemon's history in memory reaches back
+    bool everyTick = false; ///< none may be missed, else a fifth: others may want the processor at the same time
 };
 
 /// What came of it.
 struct SoakReport
 {
-    qint64 ticks = 0;             ///< seconds of the daemon's clock, each of which is a tick
-    qint64 missed = 0;            ///< those of them in which the platform wasn't asked for values
-    qint64 missedInSnapshots = 0; ///< those of them that passed while snapshots were taken
-    qint64 pulseMissed = 0;       ///< as many wake-ups did a thread miss that has nothing else to do
-    qint64 seconds = 0;           ///< between the first and the last row of each run of the main log
-    qint64 withoutRow = 0;        ///< those of them; a tick may fall into the second before or after its own
+    qint64 ticks = 0;      ///< seconds of the daemon's clock, each of which is a tick
+    qint64 missed = 0;     ///< those of them in which the platform wasn't asked for values
+    qint64 seconds = 0;    ///< between the first and the last row of each run of the main log
+    qint64 withoutRow = 0; ///< those of them; a tick may fall into the second before or after its own
     qint64 longestGap = 0;
-    int midnights = 0; ///< how many the main log went through
-    int runs = 0;      ///< of the main log, each on a stick that had just come in
+    std::chrono::milliseconds stoodStill{0}; ///< time in which the machine let nothing run, and so the clock neither
+    int midnights = 0;                       ///< how many the main log went through
+    int runs = 0;                            ///< of the main log, each on a stick that had just come in
     int snapshots = 0;
     int energyHours = 0;
     ProcessFigures first; ///< after the first stick
@@ -56,13 +55,16 @@ private:
     void changeStick();
     void beginLogs();
     void endLogs();
+    void judgeStick();
     void judgeMainLog(const QStringList& files);
     void judgeRows(const QList<QDateTime>& rows);
     void judgeMidnight(const QString& before, const QString& after);
-    void takeSnapshotsWatched();
     void takeSnapshots();
+    void takeSnapshot();
+    void takeInternalSnapshot();
     void addEnergyHour();
     void countEnergyHours();
+    void noteTicksToTheOne();
     void noteTicks();
     void noteFigures();
     void noteSettledMemory();
@@ -75,11 +77,9 @@ private:
 
     SoakPlan plan;
     Rig rig;
-    QElapsedTimer elapsed;
-    Pulse pulse;
+    PacedClock clock;
     qint64 firstDue = 0;
     qint64 firstAsked = 0;
-    qint64 pulseBefore = 0;
     SoakReport report;
     QString stick;
     int sticks = 0;

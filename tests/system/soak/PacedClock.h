@@ -1,0 +1,47 @@
+#pragma once
+
+#include "Daemon.h"
+
+#include <QDateTime>
+
+#include <atomic>
+#include <memory>
+#include <thread>
+
+struct ClockPage;
+
+/// A clock for a daemon that runs several times as fast as ours, but only while the machine lets it run: a thread
+/// drives it in steps of two milliseconds, and where that thread is held up for longer than four, by the host of a
+/// virtual machine for one, the clock stands still. What the daemon then misses, it misses by itself. Of its waits only
+/// those on descriptors (`poll`) follow the clock, which are all that its event loop does.
+class PacedClock
+{
+public:
+    /// The page is a new file. None of the speeds that are set later may be higher than this one.
+    PacedClock(const QString& pageFile, const QDateTime& start, int speed);
+    ~PacedClock();
+
+    PacedClock(const PacedClock&) = delete;
+    PacedClock& operator=(const PacedClock&) = delete;
+
+    /// Call before the daemon starts.
+    void runFor(Daemon& daemon) const;
+
+    /// The clock stops at 0.
+    void setSpeed(int speed);
+
+    QDateTime now() const;
+
+    /// For how long of the machine's time the clock stood still.
+    std::chrono::milliseconds stoodStill() const;
+
+private:
+    void drive();
+
+    const QString path;
+    const std::unique_ptr<ClockPage, void (*)(ClockPage*)> page;
+    std::atomic<int> wantedSpeed;
+    std::atomic<std::int64_t> stood = 0;
+    std::atomic<bool> ending = false;
+    std::thread thread;
+};
