@@ -15,8 +15,8 @@ namespace
 
 constexpr std::int64_t second = 1'000'000'000;
 
-// Timers that are not exact fall on its half seconds, which shall not be where the wall clock's seconds begin.
-constexpr std::int64_t monotonicStart = 1000 * second + second / 4;
+// Zero means no time to some.
+constexpr std::int64_t monotonicStart = 1000 * second;
 
 // Waits that are too short for the machine's timers would follow each other in vain.
 constexpr std::int64_t shortestWait = 100'000;
