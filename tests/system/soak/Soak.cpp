@@ -72,11 +72,23 @@ Soak::Soak(const SoakPlan& soakPlan)
 
 SoakReport Soak::run()
 {
+    if (begin())
+        live();
+    return report;
+}
+
+bool Soak::begin()
+{
     clock.runFor(rig.daemon);
     rig.setConfiguration("[ram]\ninterval-minute=" + QByteArray::number(plan.historyHours * 3600) + '\n');
     demand(rig.startBus() && rig.startPlatform(), QStringLiteral("bus and platform start"));
     demand(rig.startDaemon(), QStringLiteral("the daemon starts"));
     demand(answer(rig.logd().initEnergyLog(4, -1)), QStringLiteral("the energy log starts"));
+    return report.problems.isEmpty();
+}
+
+void Soak::live()
+{
     const auto steps = static_cast<int>(plan.seconds / stepSeconds);
     for (int step = 0; step < steps && rig.daemon.isRunning(); ++step)
     {
@@ -93,7 +105,6 @@ SoakReport Soak::run()
     demand(rig.daemon.isRunning(), QStringLiteral("the daemon is still there"));
     demand(rig.daemon.stop() == 0, QStringLiteral("the daemon ends as it should"));
     judgeFigures();
-    return report;
 }
 
 void Soak::act(int step)
@@ -115,11 +126,8 @@ void Soak::act(int step)
 
 void Soak::changeStick()
 {
-    if (!stick.isEmpty())
-    {
-        endLogs();
-        demand(rig.platform.removeDrive(stick), QStringLiteral("the stick goes"));
-    }
+    endLogs();
+    demand(stick.isEmpty() || rig.platform.removeDrive(stick), QStringLiteral("the stick goes"));
     rig.daemon.forgetTrace();
     stick = rig.insertStick(QStringLiteral("usb%1").arg(++sticks));
     QDir(stick).mkdir(QStringLiteral("snapshots"));
@@ -142,6 +150,9 @@ void Soak::beginLogs()
 
 void Soak::endLogs()
 {
+    // A folder without a name is the one that the soak was started in, and what lies on the stick is removed.
+    if (stick.isEmpty())
+        return;
     demand(answer(rig.logd().stopLogUsb()) && answer(rig.logd().stopCustomLogUsb(customLog)),
            QStringLiteral("the logs end"));
     // To read all of its rows takes the time of many ticks, and the daemon may have to share the processor.
@@ -269,14 +280,15 @@ void Soak::noteTicksToTheOne()
 // From the first stick on, so that the start of the daemon doesn't count.
 void Soak::noteTicks()
 {
-    const qint64 due = plan.start.secsTo(now());
+    const QDateTime due = now();
     const qint64 asked = rig.platform.callCount(QStringLiteral("getValues"));
-    if (firstAsked == 0)
+    if (!firstDue.isValid())
     {
         firstDue = due;
         firstAsked = asked;
     }
-    report.ticks = due - firstDue;
+    // The first reading may lie somewhat further behind its tick than this one.
+    report.ticks = firstDue.msecsTo(due.addMSecs(100)) / 1000;
     report.missed = std::max<qint64>(0, report.ticks - (asked - firstAsked));
     report.stoodStill = clock.stoodStill();
 }

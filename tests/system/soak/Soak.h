@@ -51,6 +51,8 @@ public:
     SoakReport run();
 
 private:
+    bool begin();
+    void live();
     void act(int step);
     void changeStick();
     void beginLogs();
@@ -78,7 +80,7 @@ private:
     SoakPlan plan;
     Rig rig;
     PacedClock clock;
-    qint64 firstDue = 0;
+    QDateTime firstDue;
     qint64 firstAsked = 0;
     SoakReport report;
     QString stick;
