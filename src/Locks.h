@@ -4,7 +4,8 @@
 //
 // | Rank | Lock                     | Guards                                   | Threads                            |
 // |------|--------------------------|------------------------------------------|------------------------------------|
-// | 1    | LogDaemon::stateMutex    | every other member of LogDaemon          | main, queueThread                  |
+// | 1    | LogDaemon::stateMutex    | the other members of LogDaemon, but for  | main, queueThread                  |
+// |      |                          | energyLogDb and the power log's          |                                    |
 // | 2    | RAMLogger::listLock      | the history: parameterList and all under | queueThread (tick), main (refresh, |
 // |      |                          | it                                       | replay)                            |
 // | 3    | Logger::logMutex         | one logger against a second log call     | queueThread, main                  |
@@ -14,11 +15,13 @@
 //
 // The database queue is the only lock of EnergyLogDB: callers block on it. No lock above is held by a caller there.
 //
-// stateMutex is open around every call to a service and around raising usbLogStarted, usbLogStopped,
-// customUsbLogStarted, customUsbLogStopped and hasSettingsOnUSBChanged: an operation that does either takes the
-// caller's guard as an argument, opens it, acts and closes it again, so a caller must expect members to have changed.
-// That opens it only if the guard's is the one lock that the thread holds, so such an operation is never called by a
-// method that has locked on its own account as well.
+// stateMutex is open around getDefaultLog, getMetadata and getValues and around raising usbLogStarted, usbLogStopped,
+// customUsbLogStarted, customUsbLogStopped and hasSettingsOnUSBChanged: an operation that does either has a guard of
+// its own or takes its caller's as an argument, opens it, acts and closes it again, so a caller must expect members to
+// have changed. The serial number is asked for with stateMutex held where a log gets a new file (but for the start of a
+// custom one) and where an internal log is removed: a platform that is silent just then holds up the tick.
+// A guard opens the mutex only if it is the one lock on it that the thread holds, so such an operation is never called
+// by a method that has locked on its own account as well.
 // valuesUpdated is raised with stateMutex held: the loggers' log slots run inside the tick. So are saveSettings and
 // restoreSettings, which are queued and only leave a note.
 //
@@ -26,4 +29,5 @@
 // - FileLogger::updateParameters takes fileMutex and then, through BinaryLogger::stop, logMutex. log takes them the
 //   other way round. It is safe because log and updateParameters of one logger come from one thread: a USB logger is
 //   moved to queueThread right after construction and both arrive there or under stateMutex.
+// - saveSysInfoToUsb reads usbPath without stateMutex, so a drive that comes or goes at that moment can mislead it.
 // - Every lock waits for ever. There is no path for a lock that cannot be had.

@@ -29,8 +29,8 @@ struct CustomLogConfig
 };
 
 /// The daemon's state and its two ticks. Lives on queueThread; the public methods are called from the main thread too.
-/// Methods are told where they are implemented: one unit for each subject. Unless said otherwise a method takes
-/// stateMutex itself and must be called without it.
+/// Methods are told where they are implemented: one unit for each subject. Unless said otherwise a public method or
+/// slot takes stateMutex itself and must be called without it.
 class LogDaemon : public QObject
 {
     Q_OBJECT
@@ -61,7 +61,7 @@ public:
     bool saveInternalLogToUsb(uint32_t id, const QString& objL_path);
     bool removeLogFromInternalMem(uint32_t id);
 
-    // Energy log; zemo::SQLiteDB::sql_error passes through
+    // Energy log; zemo::SQLiteDB::sql_error passes through. Only the export takes stateMutex.
     bool initEnergyLog(uchar u8L_columns, int s32L_invalid_value);
     bool addEnergyLogHourlyEntry(const zemo::data::EnergyLogEntry& objL_logEntry);
     bool addEnergyLogHourlyEntries(const QListEnergyLogEntry& objL_logEntries);
@@ -75,7 +75,7 @@ public:
     bool exportEnergyLogToUsb(QList<QString> objL_headers, QByteArray objL_decimals, ushort u16L_startYear,
                               uchar u8L_startMonth, ushort u16L_stopYear, uchar u8L_stopMonth);
 
-    // Power log
+    // Power log; takes exportMutex alone
     enum class PowerLogExportType
     {
         All = 0,
@@ -154,17 +154,18 @@ private:
     void constrainDefaultParameters();
     void mergeManualParameters();
 
-    // LogDaemon.UsbLog.cpp
+    // LogDaemon.UsbLog.cpp; `locker` as above
     bool startUsbLog(StateLocker& locker, int interval, bool raiseSignal, bool continueLog, const QString& locale);
     bool stopUsbLog(StateLocker& locker, bool raiseSignal);
     void checkUsbLogDate(StateLocker& locker);
-    /// The second half of usbDriveInserted: takes the manual parameters from the drive's LOG.SET, if it has one.
+    /// The second half of usbDriveInserted: takes the manual parameters from the drive's LOG.SET, if it has one. Takes
+    /// stateMutex itself.
     void readLogSet(const QString& objL_path);
 
     // LogDaemon.CustomUsbLog.cpp
-    void customLogsTick();
+    void customLogsTick(); ///< call with stateMutex
 
-    // LogDaemon.RamLog.cpp
+    // LogDaemon.RamLog.cpp; all but beginRamLogSave are for callers that have stateMutex
     QString getUsbPath(const QString& usbRoot, const QString& relativePath);
     bool beginRamLogSave(Logger* logger, const QDateTime& from, const QDateTime& end);
     bool addPendingSave(Logger* logger, const QDateTime& end);

@@ -28,8 +28,9 @@ signals:
     void restoreSettingsFinished(bool bL_result);
 
 public slots:
-    /// Replaces the file at `objL_path` and keeps the previous one as `objL_path` plus ".OLD". At every moment the old
-    /// settings or the new ones stand complete under the path, or under it plus ".OLD" or ".TMP".
+    /// Replaces the file at `objL_path` and keeps the previous one as `objL_path` plus ".OLD". If one of these is there
+    /// and complete, the old settings or the new ones stand complete at every moment, under the path or under it plus
+    /// ".OLD" or ".TMP".
     bool saveSettings(QString objL_path, uint u32L_saveType);
     /// Hands the settings of the file to the service, after a check of their digest if the file has one. A file that
     /// is no settings file is reported as started and failed; from the hand-over on only the service reports.
