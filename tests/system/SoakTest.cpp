@@ -69,6 +69,24 @@ TEST(PacedClock, NeverGoesBackWhenItsSpeedChanges)
     }
 }
 
+TEST(PacedClock, StopsAtSpeedZeroAndGoesOnFromThere)
+{
+    const Scratch scratch;
+    PacedClock clock(scratch.root() + QLatin1String("/run/clock"), QDateTime::currentDateTime(), 60);
+    clock.setSpeed(0);
+    QDateTime stopped;
+    EXPECT_TRUE(waitUntil(
+        [&]
+        {
+            stopped = clock.now();
+            std::this_thread::sleep_for(50ms);
+            return clock.now() == stopped;
+        }));
+
+    clock.setSpeed(60);
+    EXPECT_TRUE(waitUntil([&] { return clock.now() > stopped; }));
+}
+
 TEST(Soak, TwentyMinutesAroundMidnightAtThirtyTimesTheSpeedLeaveNothingBehind)
 {
     const SoakReport report = Soak({QDateTime(QDate(2026, 3, 5), QTime(23, 50)), 20 * 60, 30}).run();
