@@ -69,6 +69,10 @@ public:
     {
         return m_daemon.usbClient;
     }
+    EnergyLogDB& energyLogDb()
+    {
+        return m_daemon.energyLogDb;
+    }
     QTimer& minuteTimer()
     {
         return m_daemon.minuteTimer;

@@ -5,6 +5,7 @@
 #include "RecordingLogger.h"
 #include "logging/CSVLogger.h"
 #include "logging/RAMLogger.h"
+#include "settings/SettingsManager.h"
 
 #include <QMetaMethod>
 #include <QSignalSpy>
@@ -16,14 +17,15 @@
 namespace
 {
 
-/// A log of yesterday that runs at any time, and notes how it is started and stopped.
+/// A log of yesterday that runs at any time, and notes what the daemon does to it, and whether without stateMutex.
 class YesterdaysLogger : public CSVLogger
 {
 public:
-    YesterdaysLogger(const QString& name, QStringList& happened)
+    YesterdaysLogger(const QString& name, QStringList& happened, const LogDaemonInspector& daemon)
         : CSVLogger(QStringLiteral("/nowhere"), 1, nullptr)
         , m_name(name)
         , m_happened(happened)
+        , m_daemon(daemon)
     {
         LoggerInspector::setCreatedAt(*this, QDateTime::currentDateTime().addDays(-1));
         setRestartAtDateChange(true);
@@ -31,13 +33,17 @@ public:
 
     bool start(bool continueLog) override
     {
-        m_happened.append(m_name + (continueLog ? " goes on" : " starts"));
+        note(continueLog ? "goes on" : "starts");
         return true;
     }
     bool stop() override
     {
-        m_happened.append(m_name + " stops");
+        note("stops");
         return true;
+    }
+    void updateParameters(QMap<int32_t, Metadata> updated) override
+    {
+        note(QStringLiteral("gets %1 parameters").arg(updated.size()));
     }
     bool isRunning() override
     {
@@ -45,8 +51,14 @@ public:
     }
 
 private:
+    void note(const QString& what)
+    {
+        m_happened.append(m_name + " " + what + (m_daemon.isStateMutexFree() ? " without the mutex" : ""));
+    }
+
     QString m_name;
     QStringList& m_happened;
+    LogDaemonInspector m_daemon;
 };
 
 /// A daemon on the calling thread, on a platform that holds `defaultLog`.
@@ -166,6 +178,16 @@ TEST_F(LogDaemonTest, ValuesCanTravelInQueuedConnectionsUnderTheNamesOfTheSignal
     EXPECT_TRUE(QMetaType::fromName("uint32_t").isValid());
     EXPECT_EQ(QMetaType::fromName("QMap<int32_t,DataValue>"), (QMetaType::fromType<QMap<int, DataValue>>()));
     EXPECT_EQ(QMetaType::fromName("QMap<int,zemo::data::DataValue>"), (QMetaType::fromType<QMap<int, DataValue>>()));
+}
+
+TEST_F(LogDaemonTest, TheObjectsThatItMakesAreItsChildren)
+{
+    LogDaemonInspector inspector = inspect();
+
+    EXPECT_EQ(inspector.usbClient()->parent(), &daemon());
+    EXPECT_EQ(inspector.ramLogger()->parent(), &daemon());
+    EXPECT_EQ(inspector.settingsManager()->parent(), &daemon());
+    EXPECT_EQ(inspector.energyLogDb().parent(), &daemon());
 }
 
 TEST_F(LogDaemonTest, BothTimersRepeatPreciselyAtTheirIntervals)
@@ -308,6 +330,25 @@ TEST_F(LogDaemonTest, ThePathIsSetBeforeTheLogSetIsLookedAt)
     EXPECT_TRUE(mutexFree);
 }
 
+TEST_F(LogDaemonTest, TheSettingsFileOfANewDriveIsKnownBeforeTheLogSetIsLookedAt)
+{
+    writeFile(stick.filePath("LOG.SET"), "[ZEMOLOG;20240305]\n77\n");
+    writeFile(stick.filePath("STORE.SET"), "settings");
+    daemon();
+    bool known = false;
+    platform.onCall = [&](const char* operation)
+    {
+        if (qstrcmp(operation, "getMetadata") == 0)
+        {
+            known = daemon().hasSettingsOnUSB();
+        }
+    };
+
+    platform.insertDrive(stick.path());
+
+    EXPECT_TRUE(known);
+}
+
 TEST_F(LogDaemonTest, TheRemovalOfAnotherDriveClearsThePathAllTheSame)
 {
     platform.drives = {stick.path()};
@@ -331,6 +372,26 @@ TEST_F(LogDaemonTest, ARemovalEmptiesTheManualParametersAndRefreshes)
     EXPECT_TRUE(inspector.manualIds().isEmpty());
     EXPECT_EQ(inspector.allIds(), QList<int>({5}));
     EXPECT_EQ(platform.lastCall("getDefaultLog").locale, "default");
+}
+
+TEST_F(LogDaemonTest, ARemovalRefreshesBehindThePathAndBeforeTheAnswerAboutTheSettings)
+{
+    writeFile(stick.filePath("STORE.SET"), "settings");
+    platform.drives = {stick.path()};
+    LogDaemonInspector inspector = inspect();
+    QString pathThen = QStringLiteral("never asked");
+    bool hadSettingsThen = false;
+    platform.onCall = [&](const char*)
+    {
+        pathThen = inspector.usbPath();
+        hadSettingsThen = daemon().hasSettingsOnUSB();
+    };
+
+    platform.removeDrive(stick.path());
+
+    EXPECT_EQ(pathThen, "");
+    EXPECT_TRUE(hadSettingsThen);
+    EXPECT_FALSE(daemon().hasSettingsOnUSB());
 }
 
 TEST_F(LogDaemonTest, AfterTheRemovalTheManualParametersAreNoLongerRead)
@@ -513,6 +574,25 @@ TEST_F(LogDaemonTest, UpToMaxManualTheManualMetadataReplacesThatOfUnconstrainedD
     EXPECT_EQ(inspector.all().value(5).unit, "V");
 }
 
+TEST_F(LogDaemonTest, AManualParameterThatTheDefaultListLacksCountsTowardsMaxManualToo)
+{
+    logConfig().maxDefault = -1;
+    logConfig().maxManual = 0;
+    platform.defaultLog = {2};
+    LogDaemonInspector inspector = inspect();
+    for (int id : {1, 2})
+    {
+        Metadata metadata = platform.metadata[id];
+        metadata.unit = QStringLiteral("manual");
+        inspector.manual().insert(id, metadata);
+    }
+
+    daemon().minute();
+
+    EXPECT_EQ(inspector.all().value(1).unit, "manual");
+    EXPECT_EQ(inspector.all().value(2).unit, "V");
+}
+
 TEST_F(LogDaemonTest, AConstrainedParameterKeepsTheDefaultMetadataAndDoesNotCountAsManual)
 {
     logConfig().maxDefault = 0;
@@ -649,6 +729,41 @@ TEST_F(LogDaemonTest, TheMutexIsOpenWhileTheDefaultListIsFetched)
     EXPECT_TRUE(inspector.isStateMutexFree());
 }
 
+TEST_F(LogDaemonTest, WhileTheDefaultListIsFetchedTheParametersOfTheLastRefreshHold)
+{
+    platform.defaultLog = {5};
+    LogDaemonInspector inspector = inspect();
+    inspector.manual() = {{77, platform.metadata[77]}};
+    daemon().minute();
+    platform.defaultLog = {9};
+    QList<int> idsThen;
+    QStringList titlesThen;
+    platform.onCall = [&](const char*)
+    {
+        idsThen = inspector.allIds();
+        titlesThen = daemon().getLogParameters();
+    };
+
+    daemon().minute();
+
+    EXPECT_EQ(idsThen, QList<int>({5, 77}));
+    EXPECT_EQ(titlesThen, QStringList({"Name 5", "Name 77"}));
+    EXPECT_EQ(inspector.allIds(), QList<int>({9, 77}));
+}
+
+TEST_F(LogDaemonTest, TheMainLogGetsTheParametersOfARefreshWithTheMutexHeld)
+{
+    QStringList happened;
+    LogDaemonInspector inspector = inspect();
+    YesterdaysLogger log("main log", happened, inspector);
+    inspector.usbLogger() = &log;
+    platform.defaultLog = {5, 9};
+
+    daemon().minute();
+
+    EXPECT_EQ(happened, QStringList({"main log gets 2 parameters"}));
+}
+
 TEST_F(LogDaemonTest, TheRamLogTakesEachSampleBeforeTheOthers)
 {
     platform.defaultLog = {5};
@@ -661,14 +776,16 @@ TEST_F(LogDaemonTest, TheRamLogTakesEachSampleBeforeTheOthers)
     EXPECT_EQ(order, QStringList({"RAM log", "another receiver"}));
 }
 
-TEST_F(LogDaemonTest, ASecondServesTheSnapshotsThenTheMainLogThenTheCustomLogsBehindItsSample)
+TEST_F(LogDaemonTest, ASecondServesTheSnapshotsThenTheMainLogThenTheCustomLogsBehindItsSampleWithTheMutexHeld)
 {
     QStringList happened;
     LogDaemonInspector inspector = inspect();
     QObject::connect(&daemon(), &LogDaemon::valuesUpdated, &daemon(), [&] { happened.append("sample"); });
-    inspector.pendingSaves().insert(QDateTime::currentDateTimeUtc(), new YesterdaysLogger("snapshot", happened));
-    inspector.usbLogger() = new YesterdaysLogger("main log", happened);
-    inspector.customLoggers().insert(1, QSharedPointer<FileLogger>(new YesterdaysLogger("custom log", happened)));
+    inspector.pendingSaves().insert(QDateTime::currentDateTimeUtc(),
+                                    new YesterdaysLogger("snapshot", happened, inspector));
+    inspector.usbLogger() = new YesterdaysLogger("main log", happened, inspector);
+    inspector.customLoggers().insert(
+        1, QSharedPointer<FileLogger>(new YesterdaysLogger("custom log", happened, inspector)));
 
     daemon().second();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
@@ -727,12 +844,4 @@ TEST_F(LogDaemonTest, ARefreshNeverRaisesParametersUpdated)
     daemon().second();
 
     EXPECT_EQ(raised, 0);
-}
-
-TEST_F(LogDaemonTest, TheModuleIsRegisteredUnderTheNameOfTheClass)
-{
-    platform.drives = {stick.path()};
-    daemon();
-
-    EXPECT_EQ(platform.traceTexts("LogDaemon", 1).size(), 1U);
 }
