@@ -260,7 +260,7 @@ namespace zemo
 ZemoApplication::ZemoApplication(int& argc, char** argv)
     : QCoreApplication(argc, argv)
 {
-    FakePlatform::addHistory("ZemoApplication");
+    FakePlatform::addHistory("ZemoApplication " + arguments().join(' ').toStdString());
 }
 
 ZemoApplication::~ZemoApplication()

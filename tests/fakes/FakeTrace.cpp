@@ -26,6 +26,11 @@ p7zemo_thread_s theThread;
 std::mutex modulesMutex;
 std::map<std::string, std::unique_ptr<p7zemo_module_s>> modules;
 
+std::string nameOf(p7zemo_trace_t trace)
+{
+    return trace == &theTrace ? "trace" : "?";
+}
+
 std::string formatted(const char* format, va_list arguments)
 {
     va_list copy;
@@ -58,12 +63,13 @@ p7zemo_trace_t p7zemo_traceCreate(const char* name)
 
 void p7zemo_traceFree(p7zemo_trace_t trace)
 {
-    FakePlatform::addHistory(std::string("p7zemo_traceFree ") + (trace == &theTrace ? "trace" : "?"));
+    FakePlatform::addHistory("p7zemo_traceFree " + nameOf(trace));
 }
 
-p7zemo_thread_t p7zemo_traceRegisterThread(p7zemo_trace_t /*trace*/, const char* name, uint32_t reserved)
+p7zemo_thread_t p7zemo_traceRegisterThread(p7zemo_trace_t trace, const char* name, uint32_t reserved)
 {
-    FakePlatform::addHistory(std::string("p7zemo_traceRegisterThread ") + name + " " + std::to_string(reserved));
+    FakePlatform::addHistory("p7zemo_traceRegisterThread " + nameOf(trace) + " " + name + " " +
+                             std::to_string(reserved));
     return &theThread;
 }
 
@@ -72,9 +78,9 @@ void p7zemo_traceUnRegisterThread(p7zemo_thread_t thread)
     FakePlatform::addHistory(std::string("p7zemo_traceUnRegisterThread ") + (thread == &theThread ? "thread" : "?"));
 }
 
-p7zemo_module_t p7zemo_traceRegisterModule(p7zemo_trace_t /*trace*/, const char* name)
+p7zemo_module_t p7zemo_traceRegisterModule(p7zemo_trace_t trace, const char* name)
 {
-    FakePlatform::addHistory(std::string("p7zemo_traceRegisterModule ") + name);
+    FakePlatform::addHistory("p7zemo_traceRegisterModule " + nameOf(trace) + " " + name);
     const std::lock_guard guard(modulesMutex);
     std::unique_ptr<p7zemo_module_s>& module = modules[name];
     if (!module)
