@@ -216,6 +216,44 @@ protected:
         }
     }
 
+    /// Replays a value that is older than all limits, from the time that `beginOf` finds for the present one.
+    int64_t replayOldValue(RecordingLogger& target, const std::function<int64_t(int64_t now)>& beginOf)
+    {
+        return replayAtKnownTime(target,
+                                 [&](int64_t present)
+                                 {
+                                     ram.updateParameters(keys({1}));
+                                     ram.log(static_cast<uint32_t>(present - 1000000), row({{1, 5}}));
+                                     return QDateTime::fromSecsSinceEpoch(beginOf(present));
+                                 });
+    }
+
+    struct FirstRow
+    {
+        int64_t begin;
+        int64_t time;
+    };
+
+    FirstRow firstRowBehind(const std::function<int64_t(int64_t now)>& beginOf)
+    {
+        RecordingLogger target;
+        const int64_t now = replayOldValue(target, beginOf);
+        return {beginOf(now), target.times.empty() ? 0 : target.times[0]};
+    }
+
+    /// How old each row of a full replay is.
+    std::vector<int64_t> agesOfRows()
+    {
+        RecordingLogger target;
+        const int64_t now = replayOldValue(target, [](int64_t) { return 0; });
+        std::vector<int64_t> ages;
+        for (const uint32_t time : target.times)
+        {
+            ages.push_back(now - time);
+        }
+        return ages;
+    }
+
     FakePlatform platform;
     RAMLogger ram{nullptr};
 };
@@ -788,7 +826,7 @@ TEST_F(RAMLoggerTest, AFullHistoryReplaysInItsExactNumberOfRows)
     EXPECT_EQ(target.times[4260], now - 3600);
     EXPECT_EQ(target.times[4261], now - 3540);
     EXPECT_EQ(target.times[4261 + 294], now - 600);
-    EXPECT_EQ(target.times[4261 + 295], now - 599 + 9);
+    EXPECT_EQ(target.times[4261 + 295], now - 590);
     EXPECT_EQ(target.times.back(), now - 1);
     EXPECT_TRUE(std::all_of(target.rows.begin(), target.rows.end(),
                             [](const QMap<int32_t, DataValue>& each) {
@@ -805,7 +843,7 @@ TEST_F(RAMLoggerTest, AReplayThatBeginsInTheMinuteZoneStartsAtTheNextMinute)
                       [&](int64_t present)
                       {
                           ram.updateParameters(keys({1}));
-                          begin = present - 7000 - present % 60 + 7;
+                          begin = present - 7000;
                           begin += 47 - begin % 60; // 47 seconds into a minute
                           ram.log(static_cast<uint32_t>(begin), row({{1, 5}}));
                           return at(0);
@@ -888,6 +926,43 @@ TEST_F(RAMLoggerTest, AReplayThatBeginsInTheOneSecondZoneStartsAtOnce)
     EXPECT_EQ(target.times.back(), now - 1);
 }
 
+TEST_F(RAMLoggerTest, AReplayThatBeginsOnTheLimitOfTheHistoryStartsAtTheNextMinute)
+{
+    const FirstRow first = firstRowBehind([](int64_t now) { return now - 259200; });
+
+    EXPECT_EQ(first.time, first.begin + 60 - first.begin % 60);
+}
+
+TEST_F(RAMLoggerTest, AReplayThatBeginsOnTheLimitOfTheMinuteZoneStartsAtTheNextTen)
+{
+    const FirstRow first = firstRowBehind(
+        [](int64_t now)
+        {
+            // On a minute, so that the next ten and the next minute are not the same.
+            logConfig().interval10Sec = static_cast<int32_t>(3600 + (now - 3600) % 60);
+            return now - logConfig().interval10Sec;
+        });
+
+    EXPECT_EQ(first.time, first.begin + 10);
+}
+
+TEST_F(RAMLoggerTest, AReplayThatBeginsOnTheLimitOfTheTenSecondZoneStartsAtOnce)
+{
+    const FirstRow first = firstRowBehind([](int64_t now) { return now - 600; });
+
+    EXPECT_EQ(first.time, first.begin);
+}
+
+TEST_F(RAMLoggerTest, AReplayReadsTheLimitsAtEveryUse)
+{
+    setLimits(300, 120, 12);
+    EXPECT_EQ(agesOfRows(),
+              (std::vector<int64_t>{300, 240, 180, 120, 60, 50, 40, 30, 20, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1}));
+
+    setLimits(130, 40, 12);
+    EXPECT_EQ(agesOfRows(), (std::vector<int64_t>{130, 70, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1}));
+}
+
 TEST_F(RAMLoggerTest, AReplayFromNowHasNoRows)
 {
     RecordingLogger target;
@@ -913,6 +988,21 @@ TEST_F(RAMLoggerTest, AReplayFromTheFutureHasNoRows)
                           ram.updateParameters(keys({1}));
                           ram.log(static_cast<uint32_t>(present - 100), row({{1, 5}}));
                           return at(present + 86400);
+                      });
+
+    EXPECT_TRUE(target.times.empty());
+}
+
+TEST_F(RAMLoggerTest, AReplayFromBefore1970HasNoRowsSinceItsBeginIsCutToATimeInTheFuture)
+{
+    RecordingLogger target;
+
+    replayAtKnownTime(target,
+                      [&](int64_t present)
+                      {
+                          ram.updateParameters(keys({1}));
+                          ram.log(static_cast<uint32_t>(present - 100), row({{1, 5}}));
+                          return at(-1);
                       });
 
     EXPECT_TRUE(target.times.empty());
@@ -1010,36 +1100,60 @@ TEST_F(RAMLoggerTest, AReplayHoldsTheLockForItsRowsAndReleasesItBeforeTheFlush)
     EXPECT_EQ(locked, (std::vector<bool>{true, false}));
 }
 
+/// Whether that work on another thread, begun while `logger` replays, waits until it is through.
+bool waitsForTheReplay(RAMLogger& logger, const std::function<void()>& work)
+{
+    RecordingLogger target;
+    std::atomic<bool> done = false;
+    std::vector<bool> seen;
+    std::thread worker;
+    target.onLog = [&]
+    {
+        if (!worker.joinable())
+        {
+            worker = std::thread(
+                [&]
+                {
+                    work();
+                    done = true;
+                });
+            // Time enough for work that doesn't wait.
+            QThread::msleep(200);
+            seen.push_back(done);
+        }
+    };
+    logger.log(static_cast<uint32_t>(QDateTime::currentSecsSinceEpoch() - 10), row({{1, 5}}));
+
+    logger.replayTo(&target, at(0), false);
+    worker.join();
+
+    return seen == std::vector<bool>{false} && done;
+}
+
 TEST_F(RAMLoggerTest, ADestructionWaitsForTheReplayThatIsUnderWay)
 {
     auto doomed = std::make_unique<RAMLogger>(nullptr);
     doomed->updateParameters(keys({1}));
-    doomed->log(static_cast<uint32_t>(QDateTime::currentSecsSinceEpoch() - 10), row({{1, 5}}));
-    RecordingLogger target;
-    std::atomic<bool> destroyed = false;
-    std::thread destruction;
-    std::vector<bool> seen;
-    target.onLog = [&]
-    {
-        if (!destruction.joinable())
-        {
-            destruction = std::thread(
-                [&]
-                {
-                    doomed.reset();
-                    destroyed = true;
-                });
-            // Time enough for a destructor that doesn't wait.
-            QThread::msleep(200);
-            seen.push_back(destroyed);
-        }
-    };
 
-    doomed->replayTo(&target, at(0), false);
-    destruction.join();
+    EXPECT_TRUE(waitsForTheReplay(*doomed, [&] { doomed.reset(); }));
+}
 
-    EXPECT_EQ(seen, (std::vector<bool>{false}));
-    EXPECT_TRUE(destroyed);
+TEST_F(RAMLoggerTest, ANewSetOfParametersWaitsForTheReplayThatIsUnderWay)
+{
+    ram.updateParameters(keys({1}));
+
+    EXPECT_TRUE(waitsForTheReplay(ram, [&] { ram.updateParameters(keys({1, 2})); }));
+
+    EXPECT_EQ(Inspector::ids(ram), (std::vector<uint32_t>{1, 2}));
+}
+
+TEST_F(RAMLoggerTest, ARemovalOfAParameterWaitsForTheReplayThatIsUnderWay)
+{
+    ram.updateParameters(keys({1, 2}));
+
+    EXPECT_TRUE(waitsForTheReplay(ram, [&] { ram.removeParameter(2); }));
+
+    EXPECT_EQ(Inspector::ids(ram), (std::vector<uint32_t>{1}));
 }
 
 /// Tells whether the list is locked when somebody connects.
