@@ -1,5 +1,7 @@
 #include "LogDaemonCtrl.h"
+#include "EnergyLogFile.h"
 #include "FakePlatform.h"
+#include "FakeSync.h"
 #include "LogConfig.h"
 #include "LogDaemonAdaptor.h"
 #include "LogDaemonInspector.h"
@@ -318,24 +320,30 @@ TEST_F(LogDaemonControl, RelaysEverySignalOfTheSameNameOnce)
     emit daemon->usbLogStarted();
     emit daemon->usbLogStopped();
     emit daemon->saveSettingsStarted();
-    emit daemon->saveSettingsFinished(true);
     emit daemon->restoreSettingsStarted();
-    emit daemon->restoreSettingsFinished(true);
-    emit daemon->hasSettingsOnUSBChanged(true);
     emit daemon->energyLogExportStarted();
-    emit daemon->energyLogExportCompleted(true);
     emit daemon->PowerLogExportStarted();
-    emit daemon->PowerLogExportCompleted(true);
+    for (const bool outcome : {true, false})
+    {
+        emit daemon->saveSettingsFinished(outcome);
+        emit daemon->restoreSettingsFinished(outcome);
+        emit daemon->hasSettingsOnUSBChanged(outcome);
+        emit daemon->energyLogExportCompleted(outcome);
+        emit daemon->PowerLogExportCompleted(outcome);
+    }
     emit daemon->energyLogEntryHourlyAdded(2024, 12, 31, 23);
     emit daemon->energyLogEntryMonthlyAdded(2023, 11);
     emit daemon->energyLogMonthSummarized(2022, 10);
 
     EXPECT_EQ(raised.join('\n').toStdString(),
               "customUsbLogStarted 41\ncustomUsbLogStopped 42\nusbLogStarted\nusbLogStopped\nsaveSettingsStarted\n"
-              "saveSettingsFinished 1\nrestoreSettingsStarted\nrestoreSettingsFinished 1\n"
-              "hasSettingsOnUSBChanged 1\nenergyLogExportStarted\nenergyLogExportCompleted 1\n"
-              "PowerLogExportStarted\nPowerLogExportCompleted 1\nenergyLogEntryHourlyAdded 2024 12 31 23\n"
-              "energyLogEntryMonthlyAdded 2023 11\nenergyLogMonthSummarized 2022 10");
+              "restoreSettingsStarted\nenergyLogExportStarted\nPowerLogExportStarted\n"
+              "saveSettingsFinished 1\nrestoreSettingsFinished 1\nhasSettingsOnUSBChanged 1\n"
+              "energyLogExportCompleted 1\nPowerLogExportCompleted 1\n"
+              "saveSettingsFinished 0\nrestoreSettingsFinished 0\nhasSettingsOnUSBChanged 0\n"
+              "energyLogExportCompleted 0\nPowerLogExportCompleted 0\n"
+              "energyLogEntryHourlyAdded 2024 12 31 23\nenergyLogEntryMonthlyAdded 2023 11\n"
+              "energyLogMonthSummarized 2022 10");
 }
 
 TEST_F(LogDaemonControl, ASignalOfTheQueueIsRaisedLaterOnTheMainThread)
@@ -427,6 +435,64 @@ TEST_F(LogDaemonControl, ASnapshotToInternalMemoryTakesItsHistoryFromTheConfigur
     const QByteArray log = contentOfOnlyFile(memory.path());
     ASSERT_GE(log.size(), 16); // a head with one parameter, and a time
     EXPECT_NEAR(static_cast<double>(now - qFromBigEndian<quint32>(log.constData() + 12)), 300, 30);
+}
+
+TEST_F(LogDaemonControl, ASaveOfTheSettingsPassesItsTypeOn)
+{
+    const FakeSync sync;
+    const QTemporaryDir stick;
+    platform.drives = {stick.path()};
+    LogDaemonCtrl control;
+    QSignalSpy finished(&control, &LogDaemonCtrl::saveSettingsFinished);
+
+    EXPECT_TRUE(control.saveSettingsToUSB(4000000001U));
+
+    ASSERT_TRUE(finished.wait(20000));
+    EXPECT_EQ(platform.callCount("saveSettings"), 1);
+    EXPECT_EQ(platform.lastCall("saveSettings").first, 4000000001);
+}
+
+TEST_F(LogDaemonControl, ARangeOfHoursKeepsTheOrderOfItsEightNumbers)
+{
+    const EnergyLogFile file;
+    const ushort year = comingYear();
+    const auto next = static_cast<ushort>(year + 1);
+    LogDaemonCtrl control;
+    ASSERT_TRUE(control.initEnergyLog(1, -1));
+    ASSERT_TRUE(control.addEnergyLogHourlyEntries(
+        {entry(year, 3, 4, 5, {1}), entry(year, 3, 4, 6, {2}), entry(next, 9, 8, 7, {3}), entry(next, 9, 8, 8, {4})}));
+
+    const QListEnergyLogEntry hours = control.getEnergyLogHourly(year, 3, 4, 6, next, 9, 8, 7);
+
+    EXPECT_EQ(shown(hours),
+              (QStringList{QStringLiteral("%1-3-4 6|2").arg(year), QStringLiteral("%1-9-8 7|3").arg(next)}));
+}
+
+TEST_F(LogDaemonControl, RangesOfMonthsKeepTheOrderOfTheirFourNumbers)
+{
+    const FakeSync sync;
+    const QTemporaryDir stick;
+    platform.drives = {stick.path()};
+    const EnergyLogFile file;
+    const ushort year = comingYear();
+    const auto next = static_cast<ushort>(year + 1);
+    LogDaemonCtrl control;
+    ASSERT_TRUE(control.initEnergyLog(1, -1));
+    ASSERT_TRUE(control.addEnergyLogMonthlyEntry(entry(year, 3, 1, 0, {1})));
+    ASSERT_TRUE(control.addEnergyLogMonthlyEntry(entry(year, 4, 1, 0, {2})));
+    ASSERT_TRUE(control.addEnergyLogMonthlyEntry(entry(next, 9, 1, 0, {3})));
+    ASSERT_TRUE(control.addEnergyLogMonthlyEntry(entry(next, 10, 1, 0, {4})));
+
+    const QListEnergyLogEntry months = control.getEnergyLogMonthly(year, 4, next, 9);
+    ASSERT_TRUE(control.exportEnergyLogToUsb({"Heat"}, QByteArray(1, '\0'), year, 4, next, 9));
+
+    ASSERT_TRUE(QTest::qWaitFor([&] { return sync.runs() == 2; }, 20000)); // both files are closed
+    EXPECT_EQ(shown(months),
+              (QStringList{QStringLiteral("%1-4-1 0|2").arg(year), QStringLiteral("%1-9-1 0|3").arg(next)}));
+    const QStringList exports = QDir(stick.path()).entryList({"energylog_monthly_*"});
+    ASSERT_EQ(exports.size(), 1);
+    EXPECT_EQ(QString::fromUtf8(EnergyLogFile::content(stick.filePath(exports[0]))),
+              QStringLiteral("\tHeat\n%1-04\t2\n%2-09\t3\n").arg(year).arg(next));
 }
 
 TEST_F(StartedControl, StartTakesTheNameRegistersTheObjectAndRaisesLogDaemonStartedOnce)
