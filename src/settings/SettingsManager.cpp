@@ -67,8 +67,10 @@ bool renameFile(const QString& objL_from, const QString& objL_to)
 /// Null when all is with the operating system, otherwise what went wrong.
 const char* writeFile(QFile& objL_file, const QByteArray& objL_header, const QByteArray& objL_payload)
 {
-    const qint64 s64L_written = objL_file.write(objL_header) + objL_file.write(objL_payload);
-    if (s64L_written != objL_header.size() + objL_payload.size())
+    // One statement each: in which order a sum takes its parts is up to the compiler.
+    const qint64 s64L_header = objL_file.write(objL_header);
+    const qint64 s64L_payload = objL_file.write(objL_payload);
+    if (s64L_header + s64L_payload != objL_header.size() + objL_payload.size())
     {
         return "Save failed - not enough space";
     }
