@@ -1,5 +1,6 @@
 #include "settings/SettingsManager.h"
 #include "FakePlatform.h"
+#include "LoggerTestSupport.h"
 #include "Refusal.h"
 
 #include <QCryptographicHash>
@@ -12,11 +13,9 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <fcntl.h>
 #include <functional>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -49,20 +48,6 @@ extern "C" int rename(const char* from, const char* to) noexcept
 
 namespace
 {
-
-QByteArray contentOf(const QString& path)
-{
-    QFile file(path);
-    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
-    return file.readAll();
-}
-
-void write(const QString& path, const QByteArray& content)
-{
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    ASSERT_EQ(file.write(content), content.size());
-}
 
 QByteArray digestText(const QByteArray& payload)
 {
@@ -161,29 +146,6 @@ struct Stick
         expectOnlyError("restoreSettings", "Error " + what);
         EXPECT_EQ(platform.callCount("restoreSettings"), 0);
     }
-};
-
-// A drive that takes no more than `bytes` into a file, while it lives.
-class FullDrive
-{
-public:
-    explicit FullDrive(rlim_t bytes)
-    {
-        signal(SIGXFSZ, SIG_IGN);
-        getrlimit(RLIMIT_FSIZE, &before);
-        rlimit limit = before;
-        limit.rlim_cur = bytes;
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FullDrive()
-    {
-        setrlimit(RLIMIT_FSIZE, &before);
-    }
-    FullDrive(const FullDrive&) = delete;
-    FullDrive& operator=(const FullDrive&) = delete;
-
-private:
-    rlimit before;
 };
 
 } // namespace
@@ -363,9 +325,9 @@ TEST(SettingsManager, AFirstSaveSyncsAfterWritingAndAfterTheRename)
 TEST(SettingsManager, ASaveOverTwoGenerationsAndALeftoverSyncsAfterEachRemovalTheWriteAndTheRename)
 {
     Stick stick;
-    write(stick.path(), "previous");
-    write(stick.path("STORE.SET.OLD"), "oldest");
-    write(stick.path("STORE.SET.TMP"), "leftover");
+    writeFile(stick.path(), "previous");
+    writeFile(stick.path("STORE.SET.OLD"), "oldest");
+    writeFile(stick.path("STORE.SET.TMP"), "leftover");
 
     EXPECT_TRUE(stick.save());
 
@@ -450,7 +412,7 @@ TEST(SettingsManager, AThirdSaveDropsTheFirstGeneration)
 TEST(SettingsManager, AStaleTemporaryFileIsRemovedBeforeAnythingElseHappens)
 {
     Stick stick;
-    write(stick.path("STORE.SET.TMP"), "leftover of an interrupted save, longer than the new file would be"
+    writeFile(stick.path("STORE.SET.TMP"), "leftover of an interrupted save, longer than the new file would be"
                                        "..................................................................");
     QStringList namesAtStart{"unset"};
     QObject::connect(&stick.manager, &SettingsManager::saveSettingsStarted, [&] { namesAtStart = stick.names(); });
@@ -466,7 +428,7 @@ TEST(SettingsManager, AStaleTemporaryFileIsRemovedBeforeAnythingElseHappens)
 TEST(SettingsManager, ATemporaryFileThatCannotBeRemovedFinishesTheSaveWithoutAStart)
 {
     Stick stick;
-    write(stick.path(), "previous");
+    writeFile(stick.path(), "previous");
     QDir(stick.folder.path()).mkpath("STORE.SET.TMP/inside");
 
     EXPECT_FALSE(stick.save());
@@ -481,7 +443,7 @@ TEST(SettingsManager, AServiceWithoutSettingsFailsTheSaveAndLeavesNoFile)
 {
     Stick stick;
     stick.platform.settings.clear();
-    write(stick.path(), "previous");
+    writeFile(stick.path(), "previous");
 
     EXPECT_FALSE(stick.save());
 
@@ -505,10 +467,10 @@ TEST(SettingsManager, ADriveTooSmallForABlobBeyondTheBufferFailsTheWriteAndClear
 {
     Stick stick;
     stick.platform.settings = blobOf(100000);
-    write(stick.path(), "previous");
+    writeFile(stick.path(), "previous");
 
     {
-        const FullDrive drive(50000);
+        const FullMedium drive(50000);
         EXPECT_FALSE(stick.save());
     }
 
@@ -522,10 +484,10 @@ TEST(SettingsManager, ADriveTooSmallForABlobWithinTheBufferFailsTheFlushAndClear
 {
     Stick stick;
     stick.platform.settings = blobOf(1000);
-    write(stick.path(), "previous");
+    writeFile(stick.path(), "previous");
 
     {
-        const FullDrive drive(500);
+        const FullMedium drive(500);
         EXPECT_FALSE(stick.save());
     }
 
@@ -539,14 +501,14 @@ TEST(SettingsManager, ADriveThatFillsUpAtAnyByteOfAnEightKibibyteFileLeavesThePr
 {
     Stick stick;
     stick.platform.settings = blobOf(8192 - settingsFile("Pump station 7", {}).size());
-    write(stick.path(), "previous");
+    writeFile(stick.path(), "previous");
 
-    for (rlim_t space = 0; space < 8192; ++space)
+    for (uint64_t space = 0; space < 8192; ++space)
     {
         stick.events.clear();
         stick.platform.clearTrace();
         {
-            const FullDrive drive(space);
+            const FullMedium drive(space);
             ASSERT_FALSE(stick.save()) << space;
         }
         ASSERT_EQ(stick.signalsOnly(), QStringList({"saveStarted", "saveFinished(false)"})) << space;
@@ -555,7 +517,7 @@ TEST(SettingsManager, ADriveThatFillsUpAtAnyByteOfAnEightKibibyteFileLeavesThePr
         ASSERT_EQ(contentOf(stick.path()), "previous") << space;
     }
 
-    const FullDrive justEnough(8192);
+    const FullMedium justEnough(8192);
     EXPECT_TRUE(stick.save());
     EXPECT_EQ(contentOf(stick.path()).size(), 8192);
 }
@@ -563,7 +525,7 @@ TEST(SettingsManager, ADriveThatFillsUpAtAnyByteOfAnEightKibibyteFileLeavesThePr
 TEST(SettingsManager, AnOldGenerationThatCannotBeRemovedFailsTheSaveAndLeavesTheTemporaryFile)
 {
     Stick stick;
-    write(stick.path(), "previous");
+    writeFile(stick.path(), "previous");
     QDir(stick.folder.path()).mkpath("STORE.SET.OLD/inside");
 
     EXPECT_FALSE(stick.save());
@@ -578,7 +540,7 @@ TEST(SettingsManager, AnOldGenerationThatCannotBeRemovedFailsTheSaveAndLeavesThe
 TEST(SettingsManager, APreviousFileThatCannotBeRenamedFailsTheSaveAndLeavesTheTemporaryFile)
 {
     Stick stick;
-    write(stick.path(), "previous");
+    writeFile(stick.path(), "previous");
     refuseRename = [](const QString& from, const QString&) { return from.endsWith("STORE.SET"); };
 
     EXPECT_FALSE(stick.save());
@@ -593,7 +555,7 @@ TEST(SettingsManager, APreviousFileThatCannotBeRenamedFailsTheSaveAndLeavesTheTe
 TEST(SettingsManager, ATemporaryFileThatCannotBeRenamedLeavesThePreviousFileAsTheOldOneAndNoneUnderTheProperName)
 {
     Stick stick;
-    write(stick.path(), "previous");
+    writeFile(stick.path(), "previous");
     refuseRename = [](const QString& from, const QString&) { return from.endsWith("STORE.SET.TMP"); };
 
     EXPECT_FALSE(stick.save());
@@ -608,7 +570,7 @@ TEST(SettingsManager, ATemporaryFileThatCannotBeRenamedLeavesThePreviousFileAsTh
 TEST(SettingsManager, ASaveAfterAFailedRenameClearsAwayWhatThatOneLeft)
 {
     Stick stick;
-    write(stick.path(), "previous");
+    writeFile(stick.path(), "previous");
     refuseRename = [](const QString& from, const QString&) { return from.endsWith("STORE.SET.TMP"); };
     stick.save();
     refuseRename = nullptr;
@@ -649,7 +611,7 @@ TEST(SettingsManager, ASaveDoesNotHangOnPipesInThePlaceOfItsFiles)
 TEST(SettingsManager, ASavedFileIsVerifiedAndHandedToTheServiceWithoutASignalOrATraceOfItsOwn)
 {
     Stick stick;
-    write(stick.path(), settingsFile("Pump station 7", "payload\nof two lines"));
+    writeFile(stick.path(), settingsFile("Pump station 7", "payload\nof two lines"));
 
     EXPECT_TRUE(stick.restore());
 
@@ -662,9 +624,9 @@ TEST(SettingsManager, ARestoreChangesNoFile)
 {
     Stick stick;
     const QByteArray file = settingsFile("Pump station 7", "payload");
-    write(stick.path(), file);
-    write(stick.path("STORE.SET.TMP"), "temporary");
-    write(stick.path("STORE.SET.OLD"), "old");
+    writeFile(stick.path(), file);
+    writeFile(stick.path("STORE.SET.TMP"), "temporary");
+    writeFile(stick.path("STORE.SET.OLD"), "old");
 
     stick.restore();
 
@@ -678,7 +640,7 @@ TEST(SettingsManager, AServiceThatRefusesARestoreIsOnlyReturned)
 {
     Stick stick;
     stick.platform.acceptRestore = false;
-    write(stick.path(), settingsFile("Pump station 7", "payload"));
+    writeFile(stick.path(), settingsFile("Pump station 7", "payload"));
 
     EXPECT_FALSE(stick.restore());
 
@@ -700,7 +662,7 @@ TEST(SettingsManager, WhatTheServiceReportsOfARestoreIsRelayed)
 TEST(SettingsManager, ARestoreWithoutADigestHandsThePayloadOnUnverified)
 {
     Stick stick;
-    write(stick.path(), "[ZEMOSET;20150102;Pump station 7]\nanything at all");
+    writeFile(stick.path(), "[ZEMOSET;20150102;Pump station 7]\nanything at all");
 
     EXPECT_TRUE(stick.restore());
 
@@ -711,7 +673,7 @@ TEST(SettingsManager, ADigestInUpperCaseFailsToParse)
 {
     Stick stick;
     const QByteArray header = "[ZEMOSET;20240305;Pump;" + digestText("payload").toUpper() + "]\n";
-    write(stick.path(), header + "payload");
+    writeFile(stick.path(), header + "payload");
 
     stick.expectRefusedRestore("failed to parse header: " + header.toStdString());
 }
@@ -719,7 +681,7 @@ TEST(SettingsManager, ADigestInUpperCaseFailsToParse)
 TEST(SettingsManager, AWellFormedWrongDigestFailsTheIntegrityCheckAndTheServiceIsNotCalled)
 {
     Stick stick;
-    write(stick.path(), "[ZEMOSET;20240305;Pump;" + digestText("another payload") + "]\npayload");
+    writeFile(stick.path(), "[ZEMOSET;20240305;Pump;" + digestText("another payload") + "]\npayload");
 
     stick.expectRefusedRestore("data integrity check failed");
 }
@@ -727,7 +689,7 @@ TEST(SettingsManager, AWellFormedWrongDigestFailsTheIntegrityCheckAndTheServiceI
 TEST(SettingsManager, AHeaderWithTextBeforeAndBehindItOnTheFirstLineIsAccepted)
 {
     Stick stick;
-    write(stick.path(), "some text [ZEMOSET;20240305;Pump;" + digestText("payload") + "] and more\npayload");
+    writeFile(stick.path(), "some text [ZEMOSET;20240305;Pump;" + digestText("payload") + "] and more\npayload");
 
     EXPECT_TRUE(stick.restore());
 
@@ -737,7 +699,7 @@ TEST(SettingsManager, AHeaderWithTextBeforeAndBehindItOnTheFirstLineIsAccepted)
 TEST(SettingsManager, AHeaderOnTheSecondLineFailsToParse)
 {
     Stick stick;
-    write(stick.path(), "\n[ZEMOSET;20240305;Pump]\npayload");
+    writeFile(stick.path(), "\n[ZEMOSET;20240305;Pump]\npayload");
 
     stick.expectRefusedRestore("failed to parse header: \n");
 }
@@ -745,7 +707,7 @@ TEST(SettingsManager, AHeaderOnTheSecondLineFailsToParse)
 TEST(SettingsManager, ADateOfSevenDigitsFailsToParse)
 {
     Stick stick;
-    write(stick.path(), "[ZEMOSET;2024030;Pump]\npayload");
+    writeFile(stick.path(), "[ZEMOSET;2024030;Pump]\npayload");
 
     stick.expectRefusedRestore("failed to parse header: [ZEMOSET;2024030;Pump]\n");
 }
@@ -753,7 +715,7 @@ TEST(SettingsManager, ADateOfSevenDigitsFailsToParse)
 TEST(SettingsManager, ADigestOfThirtyNineDigitsFailsToParse)
 {
     Stick stick;
-    write(stick.path(), "[ZEMOSET;20240305;Pump;" + QByteArray(39, 'a') + "]\npayload");
+    writeFile(stick.path(), "[ZEMOSET;20240305;Pump;" + QByteArray(39, 'a') + "]\npayload");
 
     stick.expectRefusedRestore("failed to parse header: [ZEMOSET;20240305;Pump;" + std::string(39, 'a') + "]\n");
 }
@@ -761,7 +723,7 @@ TEST(SettingsManager, ADigestOfThirtyNineDigitsFailsToParse)
 TEST(SettingsManager, ASemicolonBehindTheNameWithNoDigestPassesUnverified)
 {
     Stick stick;
-    write(stick.path(), "[ZEMOSET;20240305;Pump;]\npayload");
+    writeFile(stick.path(), "[ZEMOSET;20240305;Pump;]\npayload");
 
     EXPECT_TRUE(stick.restore());
 
@@ -771,7 +733,7 @@ TEST(SettingsManager, ASemicolonBehindTheNameWithNoDigestPassesUnverified)
 TEST(SettingsManager, AnEmptyFileFailsToParse)
 {
     Stick stick;
-    write(stick.path(), "");
+    writeFile(stick.path(), "");
 
     stick.expectRefusedRestore("failed to parse header: ");
 }
@@ -810,7 +772,7 @@ TEST(SettingsManager, ARefusedRestoreRaisesItsSignalsBeforeTheTrace)
 TEST(SettingsManager, CarriageReturnsOnTheDriveAreGoneBeforeTheDigestIsTaken)
 {
     Stick stick;
-    write(stick.path(), "[ZEMOSET;20240305;Pump;" + digestText("one\ntwo") + "]\r\none\r\ntwo");
+    writeFile(stick.path(), "[ZEMOSET;20240305;Pump;" + digestText("one\ntwo") + "]\r\none\r\ntwo");
 
     EXPECT_TRUE(stick.restore());
 
@@ -820,7 +782,7 @@ TEST(SettingsManager, CarriageReturnsOnTheDriveAreGoneBeforeTheDigestIsTaken)
 TEST(SettingsManager, APayloadHoldingCarriageReturnsFailsTheDigestOfItsBytesOnTheDrive)
 {
     Stick stick;
-    write(stick.path(), settingsFile("Pump", "one\r\ntwo"));
+    writeFile(stick.path(), settingsFile("Pump", "one\r\ntwo"));
 
     stick.expectRefusedRestore("data integrity check failed");
 }
@@ -828,7 +790,7 @@ TEST(SettingsManager, APayloadHoldingCarriageReturnsFailsTheDigestOfItsBytesOnTh
 TEST(SettingsManager, AnEmptyPayloadWithoutADigestIsHandedOn)
 {
     Stick stick;
-    write(stick.path(), "[ZEMOSET;20240305;Pump]\n");
+    writeFile(stick.path(), "[ZEMOSET;20240305;Pump]\n");
 
     EXPECT_TRUE(stick.restore());
 
@@ -839,7 +801,7 @@ TEST(SettingsManager, AnEmptyPayloadWithoutADigestIsHandedOn)
 TEST(SettingsManager, AnEmptyPayloadWithItsDigestIsHandedOn)
 {
     Stick stick;
-    write(stick.path(), "[ZEMOSET;20240305;Pump;da39a3ee5e6b4b0d3255bfef95601890afd80709]\n");
+    writeFile(stick.path(), "[ZEMOSET;20240305;Pump;da39a3ee5e6b4b0d3255bfef95601890afd80709]\n");
 
     EXPECT_TRUE(stick.restore());
 
@@ -849,7 +811,7 @@ TEST(SettingsManager, AnEmptyPayloadWithItsDigestIsHandedOn)
 TEST(SettingsManager, AnEmptyPayloadWithAnotherDigestFailsTheIntegrityCheck)
 {
     Stick stick;
-    write(stick.path(), "[ZEMOSET;20240305;Pump;" + digestText("x") + "]\n");
+    writeFile(stick.path(), "[ZEMOSET;20240305;Pump;" + digestText("x") + "]\n");
 
     stick.expectRefusedRestore("data integrity check failed");
 }
@@ -857,7 +819,7 @@ TEST(SettingsManager, AnEmptyPayloadWithAnotherDigestFailsTheIntegrityCheck)
 TEST(SettingsManager, AHeaderWithoutALineFeedAtTheEndOfTheFileHasAnEmptyPayload)
 {
     Stick stick;
-    write(stick.path(), "[ZEMOSET;20240305;Pump]");
+    writeFile(stick.path(), "[ZEMOSET;20240305;Pump]");
 
     EXPECT_TRUE(stick.restore());
 
@@ -885,7 +847,7 @@ TEST(SettingsManager, AFolderInThePlaceOfTheFileCannotBeOpened)
 TEST(SettingsManager, AFileWithoutTheRightToReadItCannotBeOpened)
 {
     Stick stick;
-    write(stick.path(), settingsFile("Pump", "payload"));
+    writeFile(stick.path(), settingsFile("Pump", "payload"));
     NEEDS_REFUSAL(stick.path());
 
     stick.expectRefusedRestore("Settings: Restore failed - unable to open file: " + stick.path().toStdString());
@@ -903,7 +865,7 @@ TEST(SettingsManager, ALinkOutOfTheStickCannotBeOpened)
 {
     Stick stick;
     QTemporaryDir elsewhere;
-    write(elsewhere.filePath("file"), settingsFile("Pump", "payload"));
+    writeFile(elsewhere.filePath("file"), settingsFile("Pump", "payload"));
     QFile::link(elsewhere.filePath("file"), stick.path());
 
     stick.expectRefusedRestore("Settings: Restore failed - unable to open file: " + stick.path().toStdString());
@@ -912,7 +874,7 @@ TEST(SettingsManager, ALinkOutOfTheStickCannotBeOpened)
 TEST(SettingsManager, ALinkWithinTheStickIsFollowed)
 {
     Stick stick;
-    write(stick.path("backup"), settingsFile("Pump", "payload"));
+    writeFile(stick.path("backup"), settingsFile("Pump", "payload"));
     QFile::link(stick.path("backup"), stick.path());
 
     EXPECT_TRUE(stick.restore());
@@ -924,7 +886,7 @@ TEST(SettingsManager, AStickMountedThroughALinkIsReadAllTheSame)
 {
     Stick stick;
     QTemporaryDir elsewhere;
-    write(stick.path(), settingsFile("Pump", "payload"));
+    writeFile(stick.path(), settingsFile("Pump", "payload"));
     QFile::link(stick.folder.path(), elsewhere.filePath("usb"));
 
     EXPECT_TRUE(stick.manager.restoreSettings(elsewhere.filePath("usb/STORE.SET")));
@@ -934,7 +896,7 @@ TEST(SettingsManager, AHeaderBeyondTheLimitFailsToParseThoughItBeginsWellAndItsT
 {
     Stick stick;
     const std::string begin = "Error failed to parse header: [ZEMOSET;20240305;Pump]xxx";
-    write(stick.path(), "[ZEMOSET;20240305;Pump]" + QByteArray(SettingsManager::MaxHeaderBytes, 'x') + "\npayload");
+    writeFile(stick.path(), "[ZEMOSET;20240305;Pump]" + QByteArray(SettingsManager::MaxHeaderBytes, 'x') + "\npayload");
 
     EXPECT_FALSE(stick.restore());
 
