@@ -81,6 +81,21 @@ TEST_F(LogDaemonSettings, ARestoreIsAskedForEvenIfThereIsNoFile)
     EXPECT_EQ(asked[0][0].toString(), stick.path() + "/STORE.SET");
 }
 
+TEST_F(LogDaemonSettings, TheMutexIsHeldWhileASaveOrARestoreIsAskedFor)
+{
+    platform.insertDrive(stick.path());
+    QList<bool> free;
+    const auto look = [&] { free.append(inspector.isStateMutexFree()); };
+    QObject::connect(&daemon, &LogDaemon::saveSettings, &daemon, look, Qt::DirectConnection);
+    QObject::connect(&daemon, &LogDaemon::restoreSettings, &daemon, look, Qt::DirectConnection);
+
+    daemon.saveSettingsToUSB(1);
+    daemon.restoreSettingsFromUSB();
+
+    EXPECT_EQ(free, QList<bool>({false, false}));
+    EXPECT_TRUE(inspector.isStateMutexFree());
+}
+
 TEST_F(LogDaemonSettings, TheSaveRunsOnlyAfterTheCallHasReturned)
 {
     platform.insertDrive(stick.path());

@@ -7,6 +7,7 @@
 #include <QDate>
 #include <QDir>
 #include <QFile>
+#include <QMetaMethod>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
@@ -16,6 +17,7 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <functional>
+#include <stdexcept>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -89,13 +91,18 @@ struct Stick
     QTemporaryDir folder;
     SettingsManager manager{nullptr};
     QStringList events;
+    std::vector<std::string> errorsAtFinish; ///< traced when the last save raised its end
 
     Stick()
     {
         platform.settings = "new settings";
         QObject::connect(&manager, &SettingsManager::saveSettingsStarted, [this] { events << "saveStarted"; });
         QObject::connect(&manager, &SettingsManager::saveSettingsFinished,
-                         [this](bool ok) { events << (ok ? "saveFinished(true)" : "saveFinished(false)"); });
+                         [this](bool ok)
+                         {
+                             events << (ok ? "saveFinished(true)" : "saveFinished(false)");
+                             errorsAtFinish = platform.traceTexts("SettingsManager", 4);
+                         });
         QObject::connect(&manager, &SettingsManager::restoreSettingsStarted, [this] { events << "restoreStarted"; });
         QObject::connect(&manager, &SettingsManager::restoreSettingsFinished,
                          [this](bool ok) { events << (ok ? "restoreFinished(true)" : "restoreFinished(false)"); });
@@ -139,6 +146,12 @@ struct Stick
         EXPECT_EQ(errorsTraced(function, text), 1) << text;
         EXPECT_EQ(platform.traceTexts("SettingsManager", 4).size(), 1u);
     }
+    // And whoever hears of the end finds it there.
+    void expectFailedSave(const std::string& text)
+    {
+        expectOnlyError("saveSettings", text);
+        EXPECT_EQ(errorsAtFinish, std::vector<std::string>{text});
+    }
     void expectRefusedRestore(const std::string& what)
     {
         EXPECT_FALSE(restore());
@@ -148,7 +161,39 @@ struct Stick
     }
 };
 
+struct MethodRow
+{
+    QMetaMethod::MethodType type;
+    const char* result;
+    const char* signature;
+    const char* names;
+};
+
 } // namespace
+
+TEST(SettingsManager, MetaObjectHoldsTheMethodsInTheirOrder)
+{
+    const MethodRow rows[] = {
+        {QMetaMethod::Signal, "void", "saveSettingsStarted()", ""},
+        {QMetaMethod::Signal, "void", "saveSettingsFinished(bool)", "bL_result"},
+        {QMetaMethod::Signal, "void", "restoreSettingsStarted()", ""},
+        {QMetaMethod::Signal, "void", "restoreSettingsFinished(bool)", "bL_result"},
+        {QMetaMethod::Slot, "bool", "saveSettings(QString,uint)", "objL_path u32L_saveType"},
+        {QMetaMethod::Slot, "bool", "restoreSettings(QString)", "objL_path"},
+    };
+    const QMetaObject& meta = SettingsManager::staticMetaObject;
+
+    int index = meta.methodOffset();
+    ASSERT_EQ(meta.methodCount(), index + static_cast<int>(std::size(rows)));
+    for (const MethodRow& row : rows)
+    {
+        const QMetaMethod method = meta.method(index++);
+        EXPECT_EQ(method.methodType(), row.type) << row.signature;
+        EXPECT_STREQ(method.typeName(), row.result) << row.signature;
+        EXPECT_EQ(method.methodSignature().toStdString(), row.signature);
+        EXPECT_EQ(method.parameterNames().join(' ').toStdString(), row.names);
+    }
+}
 
 // Save: the file
 
@@ -163,6 +208,20 @@ TEST(SettingsManager, ASavedFileIsHeaderWithDateNameAndDigestThenTheBlob)
     const QByteArray today = QDate::currentDate().toString("yyyyMMdd").toLatin1();
     EXPECT_EQ(contentOf(stick.path()),
               "[ZEMOSET;" + today + ";Pump station 7;a9993e364706816aba3e25717850c26c9cd0d89d]\nabc");
+}
+
+TEST(SettingsManager, TheDateOfTheHeaderIsThatOfTheLocalTime)
+{
+    // At every hour it is another day than in UTC in one of the two.
+    for (const char* name : {"<-12>12", "<+14>-14"})
+    {
+        const TimeZone zone(name);
+        Stick stick;
+
+        stick.save();
+
+        EXPECT_EQ(contentOf(stick.path()), settingsFile("Pump station 7", "new settings")) << name;
+    }
 }
 
 TEST(SettingsManager, TheSaveTypeReachesTheServiceUnread)
@@ -353,24 +412,25 @@ TEST(SettingsManager, TheTemporaryFileIsCompleteAtTheSyncThatFollowsItsWriting)
     EXPECT_EQ(atFirstSync, settingsFile("Pump station 7", stick.platform.settings));
 }
 
-TEST(SettingsManager, ASaveTracesItsStartBeforeTheSignalAndItsEndBeforeTheSignal)
+TEST(SettingsManager, ASaveTracesItsStartBeforeTheSignalAndItsEndBetweenTheLastSyncAndTheSignal)
 {
     Stick stick;
-    int atStart = 0;
-    int atFinish = 0;
-    QObject::connect(&stick.manager, &SettingsManager::saveSettingsStarted,
-                     [&]
-                     { atStart = stick.platform.traceCount("SettingsManager", 1, "saveSettings", "Save started"); });
-    QObject::connect(&stick.manager, &SettingsManager::saveSettingsFinished,
-                     [&](bool)
-                     { atFinish = stick.platform.traceCount("SettingsManager", 1, "saveSettings", "Save finished"); });
+    const auto traced = [&stick] { return stick.platform.traceTexts("SettingsManager", 1); };
+    std::vector<std::string> atStart;
+    std::vector<std::string> atLastSync;
+    std::vector<std::string> atFinish;
+    QObject::connect(&stick.manager, &SettingsManager::saveSettingsStarted, [&] { atStart = traced(); });
+    onSync = [&] { atLastSync = traced(); };
+    QObject::connect(&stick.manager, &SettingsManager::saveSettingsFinished, [&](bool) { atFinish = traced(); });
 
     stick.save();
 
-    EXPECT_EQ(atStart, 1);
-    EXPECT_EQ(atFinish, 1);
-    EXPECT_EQ(stick.platform.traceTexts("SettingsManager", 1),
-              std::vector<std::string>({"Save started", "Save finished"}));
+    EXPECT_EQ(atStart, std::vector<std::string>({"Save started"}));
+    EXPECT_EQ(atLastSync, std::vector<std::string>({"Save started"}));
+    EXPECT_EQ(atFinish, std::vector<std::string>({"Save started", "Save finished"}));
+    EXPECT_EQ(traced(), atFinish);
+    EXPECT_EQ(stick.platform.traceCount("SettingsManager", 1, "saveSettings", "Save started"), 1);
+    EXPECT_EQ(stick.platform.traceCount("SettingsManager", 1, "saveSettings", "Save finished"), 1);
 }
 
 TEST(SettingsManager, AFirstSaveLeavesNothingButTheFile)
@@ -413,7 +473,7 @@ TEST(SettingsManager, AStaleTemporaryFileIsRemovedBeforeAnythingElseHappens)
 {
     Stick stick;
     writeFile(stick.path("STORE.SET.TMP"), "leftover of an interrupted save, longer than the new file would be"
-                                       "..................................................................");
+                                           "..................................................................");
     QStringList namesAtStart{"unset"};
     QObject::connect(&stick.manager, &SettingsManager::saveSettingsStarted, [&] { namesAtStart = stick.names(); });
 
@@ -421,6 +481,19 @@ TEST(SettingsManager, AStaleTemporaryFileIsRemovedBeforeAnythingElseHappens)
 
     EXPECT_EQ(namesAtStart, QStringList());
     EXPECT_EQ(contentOf(stick.path()), settingsFile("Pump station 7", "new settings"));
+}
+
+// Whatever it holds: an interrupted first save can have left all there is under that name, complete.
+TEST(SettingsManager, SettingsThatOnlyTheTemporaryFileHoldsAreGivenUpBeforeTheServiceIsAsked)
+{
+    Stick stick;
+    writeFile(stick.path("STORE.SET.TMP"), settingsFile("Pump station 7", "complete"));
+    stick.platform.settings.clear();
+
+    EXPECT_FALSE(stick.save());
+
+    EXPECT_EQ(stick.events, QStringList({"sync: ", "saveStarted", "saveSettings", "saveFinished(false)"}));
+    EXPECT_EQ(stick.names(), QStringList());
 }
 
 // Save: failures
@@ -434,7 +507,7 @@ TEST(SettingsManager, ATemporaryFileThatCannotBeRemovedFinishesTheSaveWithoutASt
     EXPECT_FALSE(stick.save());
 
     EXPECT_EQ(stick.events, QStringList("saveFinished(false)"));
-    stick.expectOnlyError("saveSettings", "Save failed - cannot remove old TMP file");
+    stick.expectFailedSave("Save failed - cannot remove old TMP file");
     EXPECT_TRUE(stick.platform.traceTexts("SettingsManager", 1).empty());
     EXPECT_EQ(contentOf(stick.path()), "previous");
 }
@@ -448,7 +521,7 @@ TEST(SettingsManager, AServiceWithoutSettingsFailsTheSaveAndLeavesNoFile)
     EXPECT_FALSE(stick.save());
 
     EXPECT_EQ(stick.events, QStringList({"saveStarted", "saveSettings", "saveFinished(false)"}));
-    stick.expectOnlyError("saveSettings", "DataManagementClient::saveSettings failed");
+    stick.expectFailedSave("DataManagementClient::saveSettings failed");
     EXPECT_EQ(stick.names(), QStringList("STORE.SET"));
     EXPECT_EQ(contentOf(stick.path()), "previous");
 }
@@ -460,7 +533,7 @@ TEST(SettingsManager, AFileThatCannotBeOpenedFailsTheSave)
     EXPECT_FALSE(stick.manager.saveSettings(stick.path("absent/STORE.SET"), 0));
 
     EXPECT_EQ(stick.events, QStringList({"saveStarted", "saveSettings", "saveFinished(false)"}));
-    stick.expectOnlyError("saveSettings", "Save failed - unable to open file");
+    stick.expectFailedSave("Save failed - unable to open file");
 }
 
 TEST(SettingsManager, ADriveTooSmallForABlobBeyondTheBufferFailsTheWriteAndClearsTheTemporaryFile)
@@ -476,7 +549,7 @@ TEST(SettingsManager, ADriveTooSmallForABlobBeyondTheBufferFailsTheWriteAndClear
 
     EXPECT_EQ(stick.events,
               QStringList({"saveStarted", "saveSettings", "getDeviceName", "sync: STORE.SET", "saveFinished(false)"}));
-    stick.expectOnlyError("saveSettings", "Save failed - not enough space");
+    stick.expectFailedSave("Save failed - not enough space");
     EXPECT_EQ(contentOf(stick.path()), "previous");
 }
 
@@ -493,7 +566,7 @@ TEST(SettingsManager, ADriveTooSmallForABlobWithinTheBufferFailsTheFlushAndClear
 
     EXPECT_EQ(stick.events,
               QStringList({"saveStarted", "saveSettings", "getDeviceName", "sync: STORE.SET", "saveFinished(false)"}));
-    stick.expectOnlyError("saveSettings", "Save failed - cannot close file");
+    stick.expectFailedSave("Save failed - cannot close file");
     EXPECT_EQ(contentOf(stick.path()), "previous");
 }
 
@@ -532,7 +605,7 @@ TEST(SettingsManager, AnOldGenerationThatCannotBeRemovedFailsTheSaveAndLeavesThe
 
     EXPECT_EQ(stick.events, QStringList({"saveStarted", "saveSettings", "getDeviceName",
                                          "sync: STORE.SET STORE.SET.OLD STORE.SET.TMP", "saveFinished(false)"}));
-    stick.expectOnlyError("saveSettings", "Save failed - cannot remove old settings file");
+    stick.expectFailedSave("Save failed - cannot remove old settings file");
     EXPECT_EQ(contentOf(stick.path()), "previous");
     EXPECT_EQ(contentOf(stick.path("STORE.SET.TMP")), settingsFile("Pump station 7", "new settings"));
 }
@@ -546,7 +619,7 @@ TEST(SettingsManager, APreviousFileThatCannotBeRenamedFailsTheSaveAndLeavesTheTe
     EXPECT_FALSE(stick.save());
 
     EXPECT_EQ(stick.signalsOnly(), QStringList({"saveStarted", "saveFinished(false)"}));
-    stick.expectOnlyError("saveSettings", "Save failed - cannot rename old file");
+    stick.expectFailedSave("Save failed - cannot rename old file");
     EXPECT_EQ(stick.names(), QStringList({"STORE.SET", "STORE.SET.TMP"}));
     EXPECT_EQ(contentOf(stick.path()), "previous");
     EXPECT_EQ(contentOf(stick.path("STORE.SET.TMP")), settingsFile("Pump station 7", "new settings"));
@@ -561,7 +634,7 @@ TEST(SettingsManager, ATemporaryFileThatCannotBeRenamedLeavesThePreviousFileAsTh
     EXPECT_FALSE(stick.save());
 
     EXPECT_EQ(stick.signalsOnly(), QStringList({"saveStarted", "saveFinished(false)"}));
-    stick.expectOnlyError("saveSettings", "Save failed - cannot rename temporary file");
+    stick.expectFailedSave("Save failed - cannot rename temporary file");
     EXPECT_EQ(stick.names(), QStringList({"STORE.SET.OLD", "STORE.SET.TMP"}));
     EXPECT_EQ(contentOf(stick.path("STORE.SET.OLD")), "previous");
     EXPECT_EQ(contentOf(stick.path("STORE.SET.TMP")), settingsFile("Pump station 7", "new settings"));
@@ -645,6 +718,19 @@ TEST(SettingsManager, AServiceThatRefusesARestoreIsOnlyReturned)
     EXPECT_FALSE(stick.restore());
 
     EXPECT_EQ(stick.events, QStringList("restoreSettings"));
+    EXPECT_TRUE(stick.platform.trace().empty());
+}
+
+TEST(SettingsManager, AnExceptionOfTheServiceIsNoRefusalAndComesThroughWithoutASignalOrATrace)
+{
+    Stick stick;
+    stick.platform.onCall = [](const char*) { throw std::runtime_error("out of the service"); };
+    writeFile(stick.path(), settingsFile("Pump station 7", "payload"));
+
+    EXPECT_THROW(stick.restore(), std::runtime_error);
+
+    EXPECT_EQ(stick.platform.callCount("restoreSettings"), 1);
+    EXPECT_EQ(stick.events, QStringList());
     EXPECT_TRUE(stick.platform.trace().empty());
 }
 
