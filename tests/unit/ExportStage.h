@@ -2,7 +2,7 @@
 
 #include "FakePlatform.h"
 #include "FakeSync.h"
-#include "LogDaemon.h"
+#include "LogDaemonInspector.h"
 
 #include <QDate>
 #include <QDir>
@@ -10,63 +10,9 @@
 #include <QTemporaryDir>
 
 #include <csignal>
+#include <functional>
 #include <mutex>
 #include <sys/resource.h>
-
-/// Opens what the tests of the exports call directly.
-class LogDaemonInspector
-{
-public:
-    explicit LogDaemonInspector(LogDaemon& daemon)
-        : m_daemon(daemon)
-    {
-    }
-
-    LogFilePtr openLogFile(const QString& prefix, const QString& suffix, const QString& subfolder)
-    {
-        return m_daemon.openLogFile(prefix, suffix, subfolder);
-    }
-
-    void setUsbPath(const QString& path)
-    {
-        m_daemon.usbPath = path;
-    }
-
-    bool copyFolderToUsb(const QString& source, const QString& tag)
-    {
-        return m_daemon.copyFolderToUsb(source, tag);
-    }
-
-    bool copyDirectoryTree(const QString& source, const QString& target)
-    {
-        return m_daemon.copyDirectoryTree(source, target);
-    }
-
-    bool powerLogStart()
-    {
-        return m_daemon.PowerLogStartExport();
-    }
-
-    bool powerLogStop()
-    {
-        return m_daemon.PowerLogStopExport();
-    }
-
-    bool powerLogMain(const QString& locale, LogDaemon::PowerLogExportType type, std::optional<long long> start,
-                      std::optional<long long> end)
-    {
-        return m_daemon.PowerLogExportMain(locale, type, start, end);
-    }
-
-    bool powerLogFunction(const QString& locale, std::optional<LogDaemon::PowerLogSource> hourly,
-                          std::optional<LogDaemon::PowerLogSource> quarterly)
-    {
-        return m_daemon.PowerLogExportFunction(locale, std::move(hourly), std::move(quarterly));
-    }
-
-private:
-    LogDaemon& m_daemon;
-};
 
 /// What every export needs: the platform, a stick in it, the daemon, and a "sync" that is looked at.
 struct ExportStage
@@ -93,6 +39,16 @@ struct ExportStage
     {
         const std::lock_guard guard(platform);
         platform.serial = QString(300, '9');
+    }
+
+    /// Whether every question that `work` put to the platform, and there was one, came without stateMutex.
+    bool asksWithoutTheMutex(const std::function<void()>& work)
+    {
+        QList<bool> free;
+        platform.onCall = [&](const char*) { free.append(inspector.isStateMutexFree()); };
+        work();
+        platform.onCall = nullptr;
+        return !free.isEmpty() && !free.contains(false);
     }
 
     QStringList onStick() const

@@ -133,6 +133,36 @@ public:
     {
         return m_daemon.writeEnergyLogCsv(device, headers, decimals, entries, monthly, invalidValue);
     }
+    LogFilePtr openLogFile(const QString& prefix, const QString& suffix, const QString& subfolder)
+    {
+        return m_daemon.openLogFile(prefix, suffix, subfolder);
+    }
+    bool copyFolderToUsb(const QString& source, const QString& tag)
+    {
+        return m_daemon.copyFolderToUsb(source, tag);
+    }
+    bool copyDirectoryTree(const QString& source, const QString& target)
+    {
+        return m_daemon.copyDirectoryTree(source, target);
+    }
+    bool powerLogStart()
+    {
+        return m_daemon.PowerLogStartExport();
+    }
+    bool powerLogStop()
+    {
+        return m_daemon.PowerLogStopExport();
+    }
+    bool powerLogMain(const QString& locale, LogDaemon::PowerLogExportType type, std::optional<long long> start,
+                      std::optional<long long> end)
+    {
+        return m_daemon.PowerLogExportMain(locale, type, start, end);
+    }
+    bool powerLogFunction(const QString& locale, std::optional<LogDaemon::PowerLogSource> hourly,
+                          std::optional<LogDaemon::PowerLogSource> quarterly)
+    {
+        return m_daemon.PowerLogExportFunction(locale, std::move(hourly), std::move(quarterly));
+    }
 
 private:
     LogDaemon& m_daemon;

@@ -334,6 +334,7 @@ TEST(ModbusTable, AFileThatCannotBeOpenedIsTracedSyncedAndAnswers21)
     const std::string path = stage.path("p_", 1, ".csv").toStdString();
     EXPECT_EQ(stage.platform.traceCount(Module, 4, "writeModbusLogToCSV", "Writing to '" + path + "' failed"), 1);
     EXPECT_EQ(stage.sync.runs(), 1);
+    EXPECT_EQ(stage.platform.callCount("getTexts"), 0) << "titles for no file";
 }
 
 TEST(ModbusTable, AFileThatCannotBeOpenedMakesTheBusCallFalse)
@@ -424,6 +425,14 @@ TEST(ModbusMostUsed, ComesFromTheDefaultLogInTheCurrentLanguage)
     EXPECT_TRUE(table.contains("Logged"));
     EXPECT_FALSE(table.contains("Reachable"));
     EXPECT_EQ(callsOf(stage.platform, "getDefaultLog").back().locale, "default");
+}
+
+TEST(ModbusMostUsed, AndTheWholeTableTakeNoLock)
+{
+    ExportStage stage;
+
+    EXPECT_TRUE(stage.asksWithoutTheMutex([&] { stage.daemon.saveModbusMostUsedToUsb(); }));
+    EXPECT_TRUE(stage.asksWithoutTheMutex([&] { stage.daemon.saveModbusStateToUsb(); }));
 }
 
 TEST(ModbusMostUsed, WithNoDriveIsFalse)
@@ -610,6 +619,13 @@ TEST(ChangeLog, IsClosedAndThenSyncedOnce)
     EXPECT_FALSE(stage.sync.sawOpen(stage.path("changeLog_", 1, ".csv")));
 }
 
+TEST(ChangeLog, TakesNoLock)
+{
+    ExportStage stage;
+
+    EXPECT_TRUE(stage.asksWithoutTheMutex([&] { stage.daemon.saveChangeLogToUsb(QString()); }));
+}
+
 TEST(ChangeLog, AWriteThatFailsOnTheWayMakesItFalseWithoutATrace)
 {
     ExportStage stage;
@@ -785,6 +801,13 @@ TEST(AlarmLog, IsClosedAndThenSyncedOnce)
 
     EXPECT_EQ(stage.sync.runs(), 1);
     EXPECT_FALSE(stage.sync.sawOpen(stage.path("alarms_", 1, ".txt")));
+}
+
+TEST(AlarmLog, TakesNoLock)
+{
+    ExportStage stage;
+
+    EXPECT_TRUE(stage.asksWithoutTheMutex([&] { stage.daemon.saveAlarmLogToUsb(10, QString()); }));
 }
 
 TEST(AlarmLog, AWriteThatFailsStillAnswersTrue)

@@ -1,5 +1,6 @@
 #include "ExportStage.h"
 #include "LogConfig.h"
+#include "LoggerTestSupport.h"
 #include "Refusal.h"
 
 #include <QDateTime>
@@ -14,6 +15,7 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <sys/wait.h>
+#include <thread>
 
 namespace
 {
@@ -107,7 +109,7 @@ TEST(SysInfo, HandsTheScriptTheWordUsbTheMountPathAndTheWordSysInfo)
 {
     NEEDS_SANDBOX();
     ExportStage stage;
-    stage.inspector.setUsbPath("/media/usb");
+    stage.inspector.usbPath() = "/media/usb";
     makeArgumentsScript(stage.stick.filePath("arguments"));
 
     const bool result = stage.daemon.saveSysInfoToUsb();
@@ -121,7 +123,7 @@ TEST(SysInfo, WithNoDriveTheScriptStillRuns)
     NEEDS_SANDBOX();
     ExportStage stage;
     stage.platform.drives.clear();
-    stage.inspector.setUsbPath(QString());
+    stage.inspector.usbPath().clear();
     makeArgumentsScript(stage.stick.filePath("arguments"));
 
     const bool result = stage.daemon.saveSysInfoToUsb();
@@ -134,7 +136,7 @@ TEST(SysInfo, TheMountPathIsNotQuoted)
 {
     NEEDS_SANDBOX();
     ExportStage stage;
-    stage.inspector.setUsbPath("/media/my stick");
+    stage.inspector.usbPath() = "/media/my stick";
     makeArgumentsScript(stage.stick.filePath("arguments"));
 
     stage.daemon.saveSysInfoToUsb();
@@ -151,6 +153,32 @@ TEST(SysInfo, WaitsForTheScript)
     stage.daemon.saveSysInfoToUsb();
 
     EXPECT_EQ(contentsOf(stage.stick.filePath("done")), "done\n");
+}
+
+TEST(SysInfo, TakesNoLockWhileTheScriptRuns)
+{
+    NEEDS_SANDBOX();
+    ExportStage stage;
+    const QTemporaryDir pipes;
+    const QString begun = pipes.filePath("begun");
+    const QString looked = pipes.filePath("looked");
+    ASSERT_EQ(mkfifo(QFile::encodeName(begun).constData(), 0600), 0);
+    ASSERT_EQ(mkfifo(QFile::encodeName(looked).constData(), 0600), 0);
+    makeScript("echo begun >" + begun.toUtf8() + "; read answer <" + looked.toUtf8());
+    bool free = false;
+    std::thread other(
+        [&]
+        {
+            contentsOf(begun);
+            free = stage.inspector.isStateMutexFree();
+            makeFile(looked, "go on\n");
+        });
+
+    const bool result = stage.daemon.saveSysInfoToUsb();
+
+    other.join();
+    EXPECT_TRUE(result);
+    EXPECT_TRUE(free);
 }
 
 struct ScriptEnd
@@ -222,7 +250,7 @@ TEST(SysInfo, ALineOf199BytesFits)
     NEEDS_SANDBOX();
     ExportStage stage;
     const QString path = "/" + QString(160, 'x');
-    stage.inspector.setUsbPath(path);
+    stage.inspector.usbPath() = path;
     makeArgumentsScript(stage.stick.filePath("arguments"));
 
     stage.daemon.saveSysInfoToUsb();
@@ -235,7 +263,7 @@ TEST(SysInfo, ALongerLineEndsTheProcess)
     NEEDS_SANDBOX();
     ExportStage stage;
     makeScript("exit 0");
-    stage.inspector.setUsbPath("/" + QString(161, 'x'));
+    stage.inspector.usbPath() = "/" + QString(161, 'x');
 
     EXPECT_EQ(endOf([&] { stage.daemon.saveSysInfoToUsb(); }), SIGABRT);
 }
@@ -245,7 +273,7 @@ TEST(SysInfo, TheLineIsCountedInBytesOfUtf8)
     NEEDS_SANDBOX();
     ExportStage stage;
     makeScript("exit 0");
-    stage.inspector.setUsbPath(QString(81, QChar(0xe4)));
+    stage.inspector.usbPath() = QString(81, QChar(0xe4));
 
     EXPECT_EQ(endOf([&] { stage.daemon.saveSysInfoToUsb(); }), SIGABRT);
 }
@@ -268,6 +296,19 @@ TEST(CopyFolder, CopiesThePlainFilesIntoAFolderOfTagAndTime)
     EXPECT_EQ(everythingIn(folder), (QStringList{"one.blf", "two.log"}));
     EXPECT_EQ(contentsOf(folder + "/one.blf"), contentsOf(source.filePath("one.blf")));
     EXPECT_EQ(contentsOf(folder + "/two.log"), QByteArray(100000, '\xff'));
+}
+
+TEST(CopyFolder, NamesTheFolderByTheLocalTime)
+{
+    const TimeZone farFromUtc("<+14>-14");
+    ExportStage stage;
+    const QString before = QDateTime::currentDateTime().toString("yyyyMMdd-hhmmss");
+
+    stage.inspector.copyFolderToUsb("/nowhere/at/all", "tag");
+
+    const QString after = QDateTime::currentDateTime().toString("yyyyMMdd-hhmmss");
+    EXPECT_GE(QFileInfo(onlyFolder(stage)).fileName(), "tag-" + before);
+    EXPECT_LE(QFileInfo(onlyFolder(stage)).fileName(), "tag-" + after);
 }
 
 TEST(CopyFolder, LeavesSubfoldersOut)
@@ -671,6 +712,13 @@ TEST(InternalLogsRaw, CopiesTheConfiguredFolder)
     EXPECT_EQ(contentsOf(onlyFolder(stage) + "/123456-1.blf"), "binary");
 }
 
+TEST(InternalLogsRaw, TakesNoLock)
+{
+    ExportStage stage;
+
+    EXPECT_TRUE(stage.asksWithoutTheMutex([&] { stage.daemon.saveInternalLogsToUsbRaw(); }));
+}
+
 TEST(InternalLogsRaw, WithNoDriveIsFalse)
 {
     ExportStage stage;
@@ -706,6 +754,14 @@ TEST(CoreDumps, AMissingCrashFolderGivesAnEmptyOneOnTheStickAndTrue)
     EXPECT_TRUE(QDir(onlyFolder(stage)).isEmpty());
 }
 
+TEST(CoreDumps, TakesNoLock)
+{
+    NEEDS_SANDBOX();
+    ExportStage stage;
+
+    EXPECT_TRUE(stage.asksWithoutTheMutex([&] { stage.daemon.saveCoreDumpsToUsb(); }));
+}
+
 TEST(CoreDumps, WithNoDriveIsFalse)
 {
     ExportStage stage;
@@ -737,6 +793,47 @@ TEST(SysLog, CopiesPlainFilesOfTheLogFolderAndTheWholeTreeOfThePlatformsTraceLes
     EXPECT_EQ(everythingIn(stage.stick.filePath(names[0])), (QStringList{"old", "trace"}));
     EXPECT_EQ(contentsOf(stage.stick.filePath(names[0] + "/old/trace.1")), "older");
     EXPECT_EQ(syncsOf(stage), 2);
+}
+
+TEST(SysLog, TheLastSyncComesBehindTheWholeTree)
+{
+    NEEDS_SANDBOX();
+    ExportStage stage;
+    const QTemporaryDir elsewhere;
+    QDir().mkpath("/var/log/p7zemo/old");
+    makeFile("/var/log/p7zemo/trace", "trace");
+    makeFile("/var/log/p7zemo/old/trace.1", "older");
+    const FakeSync sync("cd " + stage.stick.path().toUtf8() + "; cat p7zemo-*/trace p7zemo-*/old/trace.1 >" +
+                        elsewhere.path().toUtf8() + "/seen; exit 0");
+
+    stage.daemon.saveSysLogToUsb();
+
+    EXPECT_EQ(sync.runs(), 2);
+    EXPECT_EQ(contentsOf(elsewhere.filePath("seen")), "traceolder");
+}
+
+TEST(SysLog, TheTreeIsNamedByATimeOfItsOwn)
+{
+    NEEDS_SANDBOX();
+    ExportStage stage;
+    QDir().mkpath("/var/log/p7zemo");
+    const FakeSync untilTheNextSecond("now=$(date +%S); while [ $(date +%S) = $now ]; do sleep 0.05; done");
+
+    stage.daemon.saveSysLogToUsb();
+
+    const QStringList names = everythingIn(stage.stick.path());
+    ASSERT_EQ(names.size(), 2);
+    ASSERT_TRUE(isTimed(names[0], "p7zemo"));
+    ASSERT_TRUE(isTimed(names[1], "syslog"));
+    EXPECT_NE(names[0].mid(7), names[1].mid(7));
+}
+
+TEST(SysLog, TakesNoLock)
+{
+    NEEDS_SANDBOX();
+    ExportStage stage;
+
+    EXPECT_TRUE(stage.asksWithoutTheMutex([&] { stage.daemon.saveSysLogToUsb(); }));
 }
 
 TEST(SysLog, AMissingTreeOfThePlatformsTraceIsFalseWithTheLogFilesCopied)

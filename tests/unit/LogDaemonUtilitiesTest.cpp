@@ -1,4 +1,5 @@
 #include "ExportStage.h"
+#include "LoggerTestSupport.h"
 
 #include <QLocale>
 
@@ -93,9 +94,29 @@ TEST(DateTimeText, ADateThatDoesNotExistHasNoText)
     EXPECT_EQ(dateTimeText(makeTime(2023, 2, 30, 1, 2, 3)), QString());
 }
 
+// As a time that passes on every clock, it would be shown as it is.
+TEST(DateTimeText, ATimeThatTheLocalClockLeavesOutIsNotShownAsIfItHadBeen)
+{
+    const TimeZone berlin("Europe/Berlin");
+
+    EXPECT_NE(dateTimeText(makeTime(2024, 3, 31, 2, 30, 9)), "31 March 2024 02:30:09");
+    EXPECT_EQ(dateTimeText(makeTime(2024, 3, 31, 3, 30, 9)), "31 March 2024 03:30:09");
+}
+
 TEST(DatedBaseName, PutsTodayBehindThePrefix)
 {
     EXPECT_EQ(datedBaseName("p_"), "p_" + QDate::currentDate().toString("yyyyMMdd"));
+}
+
+TEST(DatedBaseName, TakesTheDayOfTheLocalTime)
+{
+    // At every hour it is another day than in UTC in one of the two.
+    for (const char* name : {"<-12>12", "<+14>-14"})
+    {
+        const TimeZone zone(name);
+
+        EXPECT_EQ(datedBaseName("p_"), "p_" + ExportStage::today()) << name;
+    }
 }
 
 TEST(ColumnTitles, FollowTheOrderOfTheIdsWithEmptyOnesForMissingTexts)
@@ -329,6 +350,13 @@ TEST(OpenLogFile, AMountPointThatIsGoneLetsTheFileGoToTheWorkingDirectory)
     EXPECT_EQ(file->fileName(), working.filePath(stage.name("a_", 1, ".txt")));
 }
 
+TEST(OpenLogFile, TakesNoLock)
+{
+    ExportStage stage;
+
+    EXPECT_TRUE(stage.asksWithoutTheMutex([&] { stage.inspector.openLogFile("a_", ".txt", QString()); }));
+}
+
 TEST(CreateUsbFolder, MakesANumberedFolderAndAnswersItsPath)
 {
     ExportStage stage;
@@ -440,6 +468,26 @@ TEST(CreateUsbFolder, LinksAreNotResolvedBeforeThePathIsJudged)
 
     EXPECT_EQ(folder, stage.stick.filePath("link/" + stage.name("p_", 1, QString())));
     EXPECT_TRUE(QFileInfo(outside.filePath(stage.name("p_", 1, QString()))).isDir());
+}
+
+TEST(CreateUsbFolder, ADriveBehindALinkIsTakenUnderTheNameOfTheLink)
+{
+    ExportStage stage;
+    const QTemporaryDir elsewhere;
+    QFile::link(stage.stick.path(), elsewhere.filePath("mount"));
+    stage.platform.drives = QStringList{elsewhere.filePath("mount")};
+
+    const QString folder = stage.daemon.createUsbFolder("p_", QString());
+
+    EXPECT_EQ(folder, elsewhere.filePath("mount/" + stage.name("p_", 1, QString())));
+    EXPECT_TRUE(QFileInfo(stage.path("p_", 1, QString())).isDir());
+}
+
+TEST(CreateUsbFolder, TakesNoLock)
+{
+    ExportStage stage;
+
+    EXPECT_TRUE(stage.asksWithoutTheMutex([&] { stage.daemon.createUsbFolder("p_", QString()); }));
 }
 
 TEST(CreateUsbFolder, WithNoDriveItFailsAtOnceAndSearchesNoName)
