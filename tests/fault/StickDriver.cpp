@@ -75,6 +75,11 @@ void fill(FakePlatform& platform)
         platform.texts[id] = QStringLiteral("Text %1").arg(id);
     }
     zdatetime_t time{};
+    platform.alarms.append({zemo::time::DateTime(&time),
+                            zemo::localization::PanelText("Pressure low"),
+                            13,
+                            zemo::localization::PanelText("Pump 1"),
+                            {{zemo::localization::PanelText("Pressure"), zemo::localization::PanelText("0.2 bar")}}});
     for (int i = 0; i < 100; ++i)
     {
         platform.hourlyPower.append({1700000000 + i * 3600, 1.5, 2.5, 3.5});
@@ -233,7 +238,7 @@ constexpr Job Jobs[] = {
     {"ModbusState", [](Stage& stage) { return stage.daemon->saveModbusStateToUsb(); }},
     {"ModbusMostUsed", [](Stage& stage) { return stage.daemon->saveModbusMostUsedToUsb(); }},
     {"ChangeLog", [](Stage& stage) { return stage.daemon->saveChangeLogToUsb(""); }},
-    {"AlarmLog", [](Stage& stage) { return stage.daemon->saveAlarmLogToUsb(100, ""); }},
+    {"AlarmLog", [](Stage& stage) { return stage.daemon->saveAlarmLogToUsb(101, ""); }},
     {"SysLog", [](Stage& stage) { return stage.daemon->saveSysLogToUsb(); }},
     {"SysInfo", [](Stage& stage) { return stage.daemon->saveSysInfoToUsb(); }},
     {"InternalLogsRaw", [](Stage& stage) { return stage.daemon->saveInternalLogsToUsbRaw(); }},

@@ -184,6 +184,18 @@ TEST(PulledStickOfAScript, FailsTheScriptAndTheJobTellsSo)
     EXPECT_EQ(run.told("next"), "1");
 }
 
+// A stick that is pulled on the way keeps the alarms up to there, with what belongs to each.
+TEST(StickJobs, TheAlarmLogGoesToTheStickLineByLine)
+{
+    const Sticks sticks;
+    JobRun run(sticks, "AlarmLog");
+
+    ASSERT_TRUE(run.run());
+
+    const qsizetype writes = run.calls().filter(QRegularExpression("^write ")).size();
+    EXPECT_EQ(writes, 102) << "an alarm of two lines, and 100 of one";
+}
+
 TEST(StickJobs, AreAllPulledAt)
 {
     FaultyRun run("/nowhere");
