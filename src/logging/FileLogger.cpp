@@ -1,5 +1,6 @@
 #include "logging/FileLogger.h"
 
+#include "NameInUse.h"
 #include "Trace.h"
 
 #include <zemo/SystemClient.h>
@@ -8,7 +9,6 @@
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QMutexLocker>
 #include <QTextStream>
 
@@ -18,13 +18,6 @@ namespace
 {
 
 constexpr uint32_t LastNumber = 1000001;
-
-// A link without a target counts too: to open it would create its target, wherever that lies.
-bool isInUse(const QString& objL_path)
-{
-    const QFileInfo objL_info(objL_path);
-    return objL_info.exists() || objL_info.isSymLink();
-}
 
 } // namespace
 
@@ -91,7 +84,7 @@ std::pair<QString, uint32_t> FileLogger::getLogFileName(const QString& directory
     {
         const QString objL_path = QDir(objL_directory.filePath(objL_pattern.arg(u32L_number))).absolutePath();
         ZEMO_TRACE(traceModule(), 1, "Trying %s", qUtf8Printable(objL_path));
-        if (!isInUse(objL_path) || u32L_number == LastNumber)
+        if (!isNameInUse(objL_path) || u32L_number == LastNumber)
         {
             return {objL_path, u32L_number};
         }

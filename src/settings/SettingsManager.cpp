@@ -1,5 +1,6 @@
 #include "settings/SettingsManager.h"
 
+#include "NameInUse.h"
 #include "Trace.h"
 
 #include <zemo/DataManagementClient.h>
@@ -35,18 +36,10 @@ QByteArray makeHeader(const QByteArray& objL_payload)
     return QStringLiteral("[ZEMOSET;%1;%2;%3]\n").arg(objL_date, objL_deviceName, objL_digest).toUtf8();
 }
 
-/// True when the name is taken, also by a link that leads nowhere: opening that one for writing would create its target
-/// outside the stick.
-bool isTaken(const QString& objL_path)
-{
-    const QFileInfo objL_info(objL_path);
-    return objL_info.exists() || objL_info.isSymLink();
-}
-
-/// Frees the name if it is taken, and makes that last. False when it can't be freed.
+/// Frees the name if it is in use, and makes that last. False when it can't be freed.
 bool clearAway(const QString& objL_path)
 {
-    if (isTaken(objL_path))
+    if (isNameInUse(objL_path))
     {
         if (!QFile::remove(objL_path))
         {
