@@ -3,6 +3,7 @@
 #include "LogDaemon.h"
 #include "Trace.h"
 #include "logging/FileLogger.h"
+#include "logging/SoftHyphens.h"
 
 #include <zemo/AlarmsClient.h>
 #include <zemo/DataFormat.h>
@@ -20,12 +21,6 @@ namespace
 QStringList titlesInCurrentLanguage(const QList<unsigned int>& objL_ids)
 {
     return columnTitles(zemo::menus::MenusClient::instance->getTexts(objL_ids, QStringLiteral("default")), objL_ids);
-}
-
-// Soft hyphens tell a narrow panel where it may break a line; a table has no use for them.
-QString withoutSoftHyphens(QString objL_text)
-{
-    return objL_text.remove(QChar(QChar::SoftHyphen));
 }
 
 QString registerKindText(uint8_t u8L_kind)

@@ -1,5 +1,6 @@
 #include "logging/CSVLogger.h"
 
+#include "logging/SoftHyphens.h"
 #include "logging/ValueLookup.h"
 
 #include <zemo/DataFormat.h>
@@ -15,11 +16,10 @@ namespace
 
 // A clock that steps back by less than this waits until it has caught up; further back is a new beginning.
 constexpr int32_t SecondsSteppedBack = 60;
-constexpr QChar SoftHyphen(0x00AD);
 
 QString columnHeading(const Metadata& objL_parameter)
 {
-    const QString objL_name = QString(objL_parameter.name.text()).remove(SoftHyphen);
+    const QString objL_name = withoutSoftHyphens(objL_parameter.name.text());
     return objL_parameter.unit.isEmpty()
                ? QLatin1Char('\t') + objL_name
                : QLatin1Char('\t') + objL_name + QStringLiteral(" [") + objL_parameter.unit + QLatin1Char(']');
