@@ -44,7 +44,7 @@ QStringList columnTitles(const QMap<unsigned int, zemo::localization::PanelText>
     return objL_titles;
 }
 
-// The drive is asked for afresh at each call, since usbPath can lag behind for a moment, and reading it needs a lock.
+// The drive is asked for afresh at each call: usbPath can lag behind for a moment, and its lock is not taken here.
 
 LogFilePtr LogDaemon::openLogFile(const QString& prefix, const QString& suffix, const QString& subfolder)
 {
