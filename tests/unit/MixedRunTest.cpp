@@ -109,6 +109,17 @@ protected:
         return exports == started + 1;
     }
 
+    bool comesToAnswer(bool has)
+    {
+        QElapsedTimer timer;
+        timer.start();
+        while (daemon->hasSettingsOnUSB() != has && timer.elapsed() < 60000)
+        {
+            QThread::yieldCurrentThread();
+        }
+        return daemon->hasSettingsOnUSB() == has;
+    }
+
     FakePlatform platform;
     FakeSync sync;
     EnergyLogFile file;
@@ -138,4 +149,17 @@ TEST_F(MixedRun, OfTicksCallsAndExportsComesToItsEnd)
     EXPECT_TRUE(allExportsEnd(started));
     EXPECT_FALSE(daemon->isUsbLogActive());
     EXPECT_EQ(file.number("SELECT COUNT(*) FROM hourly"), 24);
+}
+
+TEST_F(MixedRun, OfDrivesThatComeAndGoAndQuestionsForSettingsFollowsTheDrive)
+{
+    QFile settings(stick.filePath("STORE.SET"));
+    ASSERT_TRUE(settings.open(QIODevice::WriteOnly));
+    for (int round = 0; round < Rounds; ++round)
+    {
+        platform.removeDrive(stick.path());
+        ASSERT_TRUE(comesToAnswer(false));
+        platform.insertDrive(stick.path());
+        ASSERT_TRUE(comesToAnswer(true));
+    }
 }
