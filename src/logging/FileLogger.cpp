@@ -142,35 +142,39 @@ QString FileLogger::nextLogFilePath(bool continueLog)
 
 bool FileLogger::openBinaryFile(bool continueLog)
 {
-    if (isRunning())
+    const bool bL_usable = openFile(dataStream, QIODevice::NotOpen, continueLog);
+    if (dataStream)
     {
-        return true;
+        dataStream->setVersion(QDataStream::Qt_5_6);
     }
-    makeFile(continueLog);
-    if (!file->open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered))
-    {
-        return true;
-    }
-    if (!makeStream(dataStream))
-    {
-        return false;
-    }
-    dataStream->setVersion(QDataStream::Qt_5_6);
-    return true;
+    return bL_usable;
 }
 
 bool FileLogger::openTextFile(bool continueLog)
+{
+    return openFile(textStream, QIODevice::Text, continueLog);
+}
+
+template <class Stream>
+bool FileLogger::openFile(std::unique_ptr<Stream>& objL_stream, QIODevice::OpenMode objL_mode, bool continueLog)
 {
     if (isRunning())
     {
         return true;
     }
     makeFile(continueLog);
-    if (!file->open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text | QIODevice::Unbuffered))
+    if (!file->open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered | objL_mode))
     {
         return true;
     }
-    return makeStream(textStream);
+    objL_stream = std::make_unique<Stream>(file.get());
+    if (objL_stream->status() != Stream::Ok)
+    {
+        file->close();
+        file.reset();
+        return false;
+    }
+    return true;
 }
 
 // The file has no buffer of its own: rows come whole and are flushed one by one anyway, and a buffer would keep what a
@@ -185,18 +189,6 @@ void FileLogger::makeFile(bool continueLog)
     endsInCutRow = false;
     writeFailing = false;
     unwrittenHead.clear();
-}
-
-template <class Stream> bool FileLogger::makeStream(std::unique_ptr<Stream>& objL_stream)
-{
-    objL_stream = std::make_unique<Stream>(file.get());
-    if (objL_stream->status() == Stream::Ok)
-    {
-        return true;
-    }
-    file->close();
-    file.reset();
-    return false;
 }
 
 bool FileLogger::closeFile()

@@ -5,6 +5,7 @@
 #include <p7zemo.h>
 
 #include <QByteArray>
+#include <QIODevice>
 #include <QString>
 #include <QStringList>
 
@@ -81,7 +82,8 @@ private:
     static p7zemo_module_t traceModule();
 
     void makeFile(bool continueLog);
-    template <class Stream> bool makeStream(std::unique_ptr<Stream>& objL_stream);
+    template <class Stream>
+    bool openFile(std::unique_ptr<Stream>& objL_stream, QIODevice::OpenMode objL_mode, bool continueLog);
     bool hasNewParameter(const QMap<int32_t, Metadata>& objL_logParameters) const;
     template <class Stream, class Give> void write(Stream& objL_stream, Give fnL_give);
     bool cutToWholeRows();

@@ -4,6 +4,7 @@
 #include "logging/BinaryLogger.h"
 #include "logging/CSVLogger.h"
 
+#include <QDataStream>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -49,11 +50,14 @@ public:
         return CSVLogger::isRunning();
     }
 
+    using CSVLogger::dataStream;
     using CSVLogger::file;
     using CSVLogger::fileMutex;
     using CSVLogger::fileName;
     using CSVLogger::lastFlushMs;
     using CSVLogger::nextLogFilePath;
+    using CSVLogger::openBinaryFile;
+    using CSVLogger::openTextFile;
     using CSVLogger::parameters;
 
     std::vector<std::string> happened;
@@ -312,6 +316,13 @@ TEST_F(FileLoggerTest, StartAndEveryRowFlush)
     EXPECT_GT(logger.lastFlushMs, 0);
 }
 
+TEST_F(FileLoggerTest, TheStreamOfABinaryLogHasAFixedVersion)
+{
+    ASSERT_TRUE(logger.openBinaryFile(false));
+
+    EXPECT_EQ(logger.dataStream->version(), 17);
+}
+
 // A file that cannot be opened
 
 TEST_F(FileLoggerTest, AStartInADirectoryThatIsNotThereFailsAndCreatesNothing)
@@ -324,6 +335,16 @@ TEST_F(FileLoggerTest, AStartInADirectoryThatIsNotThereFailsAndCreatesNothing)
     EXPECT_FALSE(lost.isRunning());
     EXPECT_FALSE(QFile::exists(path("missing")));
     EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST_F(FileLoggerTest, AFileThatCannotBeOpenedIsNoFailureOfTheStepItselfButLeavesTheLoggerIdle)
+{
+    WatchedLogger lost(path("missing"));
+
+    EXPECT_TRUE(lost.openTextFile(false));
+    EXPECT_FALSE(lost.isRunning());
+    EXPECT_TRUE(lost.openBinaryFile(false));
+    EXPECT_FALSE(lost.isRunning());
 }
 
 TEST_F(FileLoggerTest, AfterAFailedStartLogWritesNothingAndStopAnswersTrue)
