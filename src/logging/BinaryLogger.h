@@ -13,7 +13,8 @@ public:
     /// `interval` is the smallest distance of two rows in seconds.
     BinaryLogger(const QString& directory, int interval, QObject* parent);
 
-    /// False when the file cannot be opened or written to by a stream.
+    /// False when the file cannot be opened. A medium that is full is no failure: the head then goes before the first
+    /// row that it takes.
     bool start(bool continueLog) override;
     /// To be called before the logger goes: its destructor does not end the log.
     bool stop() override;

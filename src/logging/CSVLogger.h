@@ -13,7 +13,8 @@ public:
     CSVLogger(const QString& directory, int interval, QObject* parent);
     ~CSVLogger() override;
 
-    /// False when the file cannot be opened or written to by a stream.
+    /// False when the file cannot be opened. A medium that is full is no failure: the heading then goes before the
+    /// first row that it takes.
     bool start(bool continueLog) override;
     /// Takes no mutex: no log of this logger may be under way on another thread.
     bool stop() override;

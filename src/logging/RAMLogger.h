@@ -23,8 +23,12 @@ public:
     bool start(bool continueLog) override;
     bool stop() override;
 
-    /// Feeds the history from `from` on to `target`, oldest row first, at the resolution that each age still has, then,
-    /// if `attach`, connects `target` to the live values with no row lost or doubled in between, and flushes it.
+    /// Feeds the history from `from` up to the second before now to `target`, oldest row first, at the resolution that
+    /// each age still has, then, if `attach`, connects `target` to the live values, and flushes it. `from` is cut to
+    /// 32 bits: one of the decades before 1970 lies in the future and gives no rows.
+    ///
+    /// Nothing is stored between the two. Still, a sample of the present second that was stored before is in neither,
+    /// and one that was timed before and is stored afterwards comes live with a time that a row may have had.
     ///
     /// Holds listLock for the whole replay, the target's file writes included: sampling waits meanwhile. Call on any
     /// thread, without stateMutex. What target->log returns is ignored.

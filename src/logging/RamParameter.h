@@ -68,6 +68,8 @@ private:
     std::vector<Slab> slabs;     ///< all but the last are used up to their ends
     RamSample* unused = nullptr; ///< first unused place of the last slab
     uint32_t count = 0;          ///< samples in the list
-    uint32_t gaps = 0;           ///< free places between the first and the last sample
-    size_t firstGapSlab = 0;     ///< the slab of the sample before the first gap
+    /// Free places between the first and the last sample. Those that `first` has moved past still count, which only
+    /// closes the gaps earlier.
+    uint32_t gaps = 0;
+    size_t firstGapSlab = 0; ///< the slab of the sample before the first gap
 };

@@ -149,7 +149,7 @@ TEST_F(Snapshots, AShorterHistoryBeginsThatManySecondsAgo)
     EXPECT_EQ(rowsIn(stick + "/" + TextLog).times.size(), 5);
 }
 
-TEST_F(Snapshots, AFutureIsRecordedUntilItsEndWithNoRowLostOrDoubled)
+TEST_F(Snapshots, AFutureIsRecordedUntilItsEndWithNoSampleTwiceAndAtMostOneMissing)
 {
     startWithStick("[usb]\nfuture = 5\n");
     const QString reference = startReference();
