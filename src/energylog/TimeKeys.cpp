@@ -7,6 +7,15 @@ namespace
 
 constexpr qint64 secondsPerHour = 3600;
 constexpr qint64 hoursPerDay = 24;
+constexpr qint64 secondsPerDay = hoursPerDay * secondsPerHour;
+
+/// How far the local clock is ahead of UTC. From what the clock shows: QDateTime::offsetFromUtc goes wrong in an hour
+/// that comes twice without daylight saving time.
+qint64 offsetAt(qint64 s64L_moment)
+{
+    const QDateTime objL_local = QDateTime::fromSecsSinceEpoch(s64L_moment);
+    return QDateTime(objL_local.date(), objL_local.time(), Qt::UTC).toSecsSinceEpoch() - s64L_moment;
+}
 
 HourKeys::LocalHour localHour(const QDate& objL_day, qint64 s64L_hour)
 {
@@ -26,11 +35,11 @@ qint64 dateToSeconds(ushort year, uchar month, uchar day, uchar hour)
 {
     const QDateTime objL_time(QDate(year, month, day), QTime(hour, 0, 0, 0));
     const qint64 s64L_key = objL_time.toSecsSinceEpoch();
-    // When the clock goes back an hour comes twice, and which of the two QDateTime takes depends on what the C library
-    // converted last. Always the first, or else one hour could have two rows.
-    const QDateTime objL_earlier = QDateTime::fromSecsSinceEpoch(s64L_key - secondsPerHour);
-    const bool bL_second = objL_earlier.time() == objL_time.time() && objL_earlier.date() == objL_time.date();
-    return bL_second ? s64L_key - secondsPerHour : s64L_key;
+    // When the clock goes back, hours come twice, and which of the two QDateTime takes depends on what the C library
+    // converted last. Always the first, which has the offset of the day before, or else one hour could have two rows.
+    const qint64 s64L_offsetBefore = offsetAt(s64L_key - secondsPerDay);
+    const qint64 s64L_first = s64L_key + offsetAt(s64L_key) - s64L_offsetBefore;
+    return offsetAt(s64L_first) == s64L_offsetBefore ? s64L_first : s64L_key;
 }
 
 qint64 HourKeys::keyOf(const LocalHour& objL_hour)
@@ -64,5 +73,5 @@ void HourKeys::enterDay(const QDate& objL_day)
     day = objL_day;
     nextDay = day.addDays(1);
     nextDayStart = startOf(nextDay);
-    isRegular = nextDayStart == dayStart + hoursPerDay * secondsPerHour;
+    isRegular = nextDayStart == dayStart + secondsPerDay;
 }

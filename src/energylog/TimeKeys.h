@@ -2,7 +2,7 @@
 
 #include <QDate>
 
-/// The key of a local hour in the energy log: its beginning in seconds since the epoch, in the present time zone. The
+/// The key of a local hour in the energy log: its beginning in seconds since the epoch, in the present time zone. An
 /// hour that comes twice has the key of the first; one that is skipped, and what is no date or no hour, has the key
 /// that QDateTime gives it.
 qint64 dateToSeconds(ushort year, uchar month, uchar day, uchar hour);

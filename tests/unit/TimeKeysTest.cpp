@@ -34,7 +34,7 @@ qint64 keyOf(const LocalHour& hour)
     return dateToSeconds(hour.year, hour.month, hour.day, hour.hour);
 }
 
-/// One with the change at midnight (Beirut, Santiago), by half an hour, in the other half of the year.
+/// One with the change at midnight (Beirut, Santiago), by half an hour, by two hours, in the other half of the year.
 class TimeKeysInZone : public testing::TestWithParam<const char*>
 {
 };
@@ -69,6 +69,31 @@ TEST(TimeKeys, ARepeatedHourIsTheFirstOfTheTwo)
         EXPECT_EQ(dateToSeconds(2024, 10, 27, 2), 1729987200) << "after an hour of month " << int(month);
     }
     EXPECT_EQ(dateToSeconds(2024, 10, 27, 3), 1729994400);
+}
+
+TEST(TimeKeys, ARepeatedHourIsTheFirstHoweverFarTheClockGoesBack)
+{
+    struct Repeated
+    {
+        const char* zone;
+        LocalHour hour;
+        qint64 first;
+    };
+    // By two hours, by two without daylight saving time, by half an hour.
+    for (const Repeated& repeated : {Repeated{"Antarctica/Troll", {2024, 10, 27, 1}, 1729983600},
+                                     Repeated{"Antarctica/Troll", {2024, 10, 27, 2}, 1729987200},
+                                     Repeated{"Asia/Magadan", {2014, 10, 26, 0}, 1414238400},
+                                     Repeated{"Asia/Magadan", {2014, 10, 26, 1}, 1414242000},
+                                     Repeated{"Asia/Colombo", {2006, 4, 15, 0}, 1145037600}})
+    {
+        const LocalZone zone(repeated.zone);
+        for (uchar month = 1; month <= 12; ++month)
+        {
+            dateToSeconds(repeated.hour.year, month, 15, 5);
+            EXPECT_EQ(keyOf(repeated.hour), repeated.first)
+                << repeated.zone << ' ' << int(repeated.hour.hour) << " after an hour of month " << int(month);
+        }
+    }
 }
 
 TEST(TimeKeys, ADateThatIsNoneHasTheKeyOfItsQDateTime)
@@ -119,7 +144,8 @@ TEST_P(TimeKeysInZone, EveryQuarterOfAnHourOfAYearReadsAsQDateTimeReadsIt)
 
 INSTANTIATE_TEST_SUITE_P(Zones, TimeKeysInZone,
                          testing::Values("UTC", "Europe/Berlin", "Asia/Kolkata", "Australia/Lord_Howe", "Asia/Beirut",
-                                         "America/Santiago", "Atlantic/Azores", "Africa/Casablanca"),
+                                         "America/Santiago", "Atlantic/Azores", "Africa/Casablanca",
+                                         "Antarctica/Troll"),
                          [](const testing::TestParamInfo<const char*>& zone)
                          { return QString::fromLatin1(zone.param).remove('/').remove('_').toStdString(); });
 
