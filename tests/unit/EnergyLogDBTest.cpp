@@ -208,6 +208,22 @@ TEST_F(EnergyLogDBTest, ANewFileHasTheTwoTables)
     EXPECT_TRUE(platform.trace().empty());
 }
 
+TEST_F(EnergyLogDBTest, InitMakesAConnectionWithTheNameOfTheLog)
+{
+    ASSERT_TRUE(db->init(2, invalid));
+
+    EXPECT_TRUE(QSqlDatabase::contains(QStringLiteral("zemologd-energylog")));
+}
+
+TEST_F(EnergyLogDBTest, ALaterObjectRegistersNoTraceModuleOfItsOwn)
+{
+    const std::vector<std::string> before = platform.history();
+
+    const EnergyLogDB later(nullptr);
+
+    EXPECT_EQ(platform.history(), before);
+}
+
 TEST_F(EnergyLogDBTest, ASecondInitAnswersFalseAndTheFirstCountAndInvalidValueStay)
 {
     ASSERT_TRUE(db->init(2, invalid));
@@ -282,14 +298,25 @@ TEST_F(EnergyLogDBTest, AFileWithTheColumnsAskedForIsTakenAsItIs)
 TEST_F(EnergyLogDBTest, AMonthlyTableOfAnotherShapeRollsTheWideningBackWhole)
 {
     file.run({plainTable("hourly", "hour", "value1 INTEGER"),
-              plainTable("monthly", "month", "value1 INTEGER, value3 INTEGER")});
+              plainTable("monthly", "month", "value1 INTEGER, value3 INTEGER"),
+              QStringLiteral("INSERT INTO hourly VALUES (1000, 1)")});
 
     EXPECT_NE(sqlErrorOf([&] { db->init(3, invalid); }).find("duplicate column"), std::string::npos);
 
     EXPECT_EQ(traced(platform, "EnergyLogDB", 4, "expandTable", "Failed to add monthly column, Error :duplicate"), 1);
     EXPECT_EQ(file.number(QStringLiteral("SELECT COUNT(*) FROM pragma_table_info('hourly')")), 2);
     EXPECT_EQ(file.number(QStringLiteral("SELECT COUNT(*) FROM pragma_table_info('monthly')")), 3);
+    EXPECT_EQ(file.rows(allHourly), QStringList{QStringLiteral("1000|1")}) << "the clean-up comes after the widening";
     EXPECT_FALSE(db->addHourlyEntry(entry(year, 3, 5, 7, {1, 2, 3}))) << "not initialised";
+}
+
+TEST_F(EnergyLogDBTest, ColumnsThatCannotBeCountedAreThrownWithoutATrace)
+{
+    file.run({QStringLiteral("CREATE TABLE pragma_table_info (x)")}); // hides the function of that name
+
+    EXPECT_NE(sqlErrorOf([&] { db->init(3, invalid); }), "");
+
+    EXPECT_TRUE(platform.trace().empty());
 }
 
 TEST_F(EnergyLogDBTest, AnHourlyColumnThatCannotBeAddedIsTracedAndThrown)
@@ -1193,6 +1220,6 @@ TEST_P(EnergyLogInZone, KeysAndSummariesOfALeapYearAgreeWithAnIndependentComputa
 
 INSTANTIATE_TEST_SUITE_P(Zones, EnergyLogInZone,
                          testing::Values("UTC", "Europe/Berlin", "Asia/Kolkata", "Australia/Adelaide",
-                                         "Australia/Lord_Howe", "America/St_Johns"),
+                                         "Australia/Lord_Howe", "America/St_Johns", "Antarctica/Troll"),
                          [](const testing::TestParamInfo<const char*>& zone)
                          { return QString::fromLatin1(zone.param).remove('/').remove('_').toStdString(); });
