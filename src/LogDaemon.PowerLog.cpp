@@ -11,6 +11,7 @@
 #include <cmath>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 using zemo::data::PowerLogClient;
 using zemo::data::PowerLogRecord;
