@@ -1,6 +1,8 @@
 #include "EnergyLogFile.h"
 #include "FakePlatform.h"
 #include "LogDaemonInspector.h"
+#include "RunOnQueue.h"
+#include "Termination.h"
 #include "Trace.h"
 
 #include <QBuffer>
@@ -14,7 +16,7 @@
 #include <atomic>
 #include <climits>
 #include <cmath>
-#include <exception>
+#include <functional>
 #include <mutex>
 #include <unistd.h>
 
@@ -208,6 +210,44 @@ QString streamed(int value, uchar decimals)
     return text;
 }
 
+/// Runs `onWork` on the database queue before each piece of work that is handed to it, while the caller waits.
+class QueueWatch : public QObject
+{
+public:
+    explicit QueueWatch(std::function<void()> onWork)
+        : m_onWork(std::move(onWork))
+    {
+        moveToThread(&zemo::SQLiteDB::executor());
+        runOnQueue(zemo::SQLiteDB::executor(),
+                   [this] { zemo::SQLiteDB::executor().context()->installEventFilter(this); });
+    }
+
+    ~QueueWatch() override
+    {
+        runOnQueue(zemo::SQLiteDB::executor(),
+                   [this] { zemo::SQLiteDB::executor().context()->removeEventFilter(this); });
+    }
+
+    bool eventFilter(QObject* /*watched*/, QEvent* event) override
+    {
+        if (event->type() == QEvent::MetaCall)
+        {
+            m_onWork();
+        }
+        return false;
+    }
+
+private:
+    std::function<void()> m_onWork;
+};
+
+/// Whether a thread of this process sleeps, as one does that waits for a lock.
+bool isAsleep(pid_t thread)
+{
+    const QByteArray status = EnergyLogFile::content(QStringLiteral("/proc/self/task/%1/stat").arg(thread));
+    return status.mid(status.lastIndexOf(')')).startsWith(") S");
+}
+
 /// Refuses everything written to it.
 class FullDevice : public QIODevice
 {
@@ -346,14 +386,28 @@ TEST_F(LogDaemonEnergyLogTest, ARangeOfMonthsRunsFromItsFirstToItsLastAcrossTheE
 
 TEST_F(LogDaemonEnergyLogTest, NoCallHoldsStateMutexWhileItWaitsForTheDatabase)
 {
-    ASSERT_TRUE(daemon->initEnergyLog(1, invalid));
+    struct Call
+    {
+        const char* name;
+        std::function<void()> make;
+    };
     LogDaemonInspector inspector(*daemon);
-    bool free = false;
-    QObject::connect(daemon.get(), &LogDaemon::energyLogEntryHourlyAdded, [&] { free = inspector.isStateMutexFree(); });
+    QList<bool> free;
+    const QueueWatch watch([&] { free.append(inspector.isStateMutexFree()); });
 
-    daemon->addEnergyLogHourlyEntry(entry(year, 3, 5, 7, {42}));
-
-    EXPECT_TRUE(free);
+    for (const Call& call :
+         {Call{"initEnergyLog", [&] { daemon->initEnergyLog(1, invalid); }},
+          Call{"addEnergyLogHourlyEntry", [&] { daemon->addEnergyLogHourlyEntry(entry(year, 3, 5, 7, {1})); }},
+          Call{"addEnergyLogHourlyEntries", [&] { daemon->addEnergyLogHourlyEntries({entry(year, 3, 5, 8, {2})}); }},
+          Call{"addEnergyLogMonthlyEntry", [&] { daemon->addEnergyLogMonthlyEntry(entry(year, 2, 1, 0, {3})); }},
+          Call{"summarizeEnergyLogMonth", [&] { daemon->summarizeEnergyLogMonth(year, 3, {true}); }},
+          Call{"getEnergyLogHourly", [&] { daemon->getEnergyLogHourly(year, 3, 5, 0, year, 3, 5, 23); }},
+          Call{"getEnergyLogMonthly", [&] { daemon->getEnergyLogMonthly(year, 2, year, 3); }}})
+    {
+        free.clear();
+        call.make();
+        EXPECT_EQ(free, QList<bool>{true}) << call.name;
+    }
 }
 
 // The export
@@ -422,6 +476,30 @@ TEST_F(LogDaemonEnergyLogTest, WithoutADriveTheExportIsRefusedAndNothingIsAnnoun
     ASSERT_TRUE(waitForThreads());
     EXPECT_TRUE(noticed().empty());
     EXPECT_TRUE(filesOnStick().isEmpty());
+}
+
+TEST_F(LogDaemonEnergyLogTest, TheCallLooksForTheDriveUnderStateMutex)
+{
+    LogDaemonInspector inspector(*daemon);
+    std::atomic<pid_t> caller = 0;
+    std::atomic<bool> hasReturned = false;
+    bool result = true;
+
+    inspector.stateMutex().lock();
+    std::thread call(
+        [&]
+        {
+            caller = gettid();
+            result = exportMonths({}, {});
+            hasReturned = true;
+        });
+    EXPECT_TRUE(QTest::qWaitFor([&] { return hasReturned || isAsleep(caller); }, deadlineMs));
+    inspector.usbPath().clear();
+    inspector.stateMutex().unlock();
+    call.join();
+
+    EXPECT_FALSE(result) << "the drive went while another had the lock";
+    ASSERT_TRUE(waitForThreads());
 }
 
 TEST_F(LogDaemonEnergyLogTest, ADriveThatIsGoneWhenTheFilesAreOpenedEndsTheExport)
@@ -681,33 +759,13 @@ TEST_F(LogDaemonEnergyLogTest, RowsAddedDuringAnExportDisturbNeither)
 
 TEST_F(LogDaemonEnergyLogTest, AStatementRefusedOnTheExportsThreadEndsTheProcess)
 {
-    static QSemaphore ended;
-    static std::atomic<bool> bySqlError = false;
-    const std::terminate_handler before = std::set_terminate(
-        []
-        {
-            try
-            {
-                std::rethrow_exception(std::current_exception());
-            }
-            catch (const zemo::SQLiteDB::sql_error&)
-            {
-                bySqlError = true;
-            }
-            ended.release();
-            for (;;) // a handler must not return, and ending the process would end the test
-            {
-                pause();
-            }
-        });
+    const Termination termination;
     ASSERT_TRUE(daemon->initEnergyLog(1, invalid));
     file.run({QStringLiteral("DROP TABLE hourly")});
 
     EXPECT_TRUE(exportMonths({QStringLiteral("a")}, QByteArrayLiteral("\0")));
 
-    EXPECT_TRUE(ended.tryAcquire(1, deadlineMs));
-    std::set_terminate(before);
-    EXPECT_TRUE(bySqlError);
+    EXPECT_TRUE(termination.isBroughtAboutBy<zemo::SQLiteDB::sql_error>());
     EXPECT_EQ(noticedTexts(), QStringList{QStringLiteral("started")});
 }
 

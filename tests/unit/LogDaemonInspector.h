@@ -82,6 +82,10 @@ public:
         return m_daemon.secondTimer;
     }
 
+    QRecursiveMutex& stateMutex()
+    {
+        return m_daemon.stateMutex;
+    }
     /// Whether another thread could take stateMutex now.
     bool isStateMutexFree()
     {

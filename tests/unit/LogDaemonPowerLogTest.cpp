@@ -1,4 +1,5 @@
 #include "ExportStage.h"
+#include "Termination.h"
 
 #include <QRegularExpression>
 
@@ -11,6 +12,7 @@
 #include <ctime>
 #include <limits>
 #include <mutex>
+#include <stdexcept>
 #include <thread>
 
 using zemo::data::PowerLogRecord;
@@ -525,6 +527,14 @@ TEST(PowerLogTitles, MissingOnesAreEmptyWithTheirTabs)
     EXPECT_EQ(stage.hourlyFile(), "\t\tB\t\t\n");
 }
 
+TEST(PowerLogTitles, OneThatIsEmptyIsEnoughToGoOn)
+{
+    PowerStage stage;
+    stage.platform.texts = {{59025, ""}};
+
+    EXPECT_EQ(stage.hourlyFile(), "\t\t\t\t\n");
+}
+
 TEST(PowerLogTitles, NoneAtAllEndsTheExportWithFalseBeforeAnyFileExists)
 {
     PowerStage stage;
@@ -661,26 +671,54 @@ TEST(PowerLogOutcome, BothFilesAreTracedWithTheirTimes)
     EXPECT_NE(onlyMatch(stage.platform, 2, "PowerLogExportFunction", "Exported quarterly power log in \\d+ ms"), "");
 }
 
+namespace
+{
+
+constexpr int PauseMs = 50;
+
+/// From here on the records of either kind take their time.
+void makeRecordsSlow(FakePlatform& platform)
+{
+    const std::lock_guard guard(platform);
+    platform.onCall = [](const char* operation)
+    {
+        if (std::strcmp(operation, "GetHourly") == 0 || std::strcmp(operation, "GetQuarterly") == 0)
+        {
+            std::this_thread::sleep_for(std::chrono::milliseconds(PauseMs));
+        }
+    };
+}
+
+/// The time told at the end of the one message that `text` and a time fit.
+int tracedMs(FakePlatform& platform, const std::string& function, const QString& text)
+{
+    return QString::fromStdString(onlyMatch(platform, 2, function, text + " \\d+ ms")).section(' ', -2, -2).toInt();
+}
+
+} // namespace
+
 TEST(PowerLogOutcome, TimesAreMilliseconds)
 {
     PowerStage stage;
-    {
-        const std::lock_guard guard(stage.platform);
-        stage.platform.onCall = [](const char* operation)
-        {
-            if (std::strcmp(operation, "GetHourly") == 0)
-            {
-                std::this_thread::sleep_for(std::chrono::milliseconds(50));
-            }
-        };
-    }
+    makeRecordsSlow(stage.platform);
 
     stage.hourlyFile();
 
-    const QString text = QString::fromStdString(
-        onlyMatch(stage.platform, 2, "PowerLogExportSingleType", "Retrieved 0 power log entries in \\d+ ms"));
-    EXPECT_GE(text.section(' ', 6, 6).toInt(), 50);
-    EXPECT_LT(text.section(' ', 6, 6).toInt(), 20000);
+    const int fetched = tracedMs(stage.platform, "PowerLogExportSingleType", "Retrieved 0 power log entries in");
+    EXPECT_GE(fetched, PauseMs);
+    EXPECT_LT(fetched, 20000);
+}
+
+TEST(PowerLogOutcome, TheTimeOfAFileIncludesThatOfItsRecords)
+{
+    PowerStage stage;
+    makeRecordsSlow(stage.platform);
+
+    stage.daemon.PowerLogExportToUsb("en_GB");
+
+    EXPECT_TRUE(stage.finish());
+    EXPECT_GE(tracedMs(stage.platform, "PowerLogExportFunction", "Exported hourly power log in"), PauseMs);
+    EXPECT_GE(tracedMs(stage.platform, "PowerLogExportFunction", "Exported quarterly power log in"), PauseMs);
 }
 
 TEST(PowerLogOutcome, AFailedHourlyFileMeansThatNoQuarterlyFileIsMade)
@@ -742,6 +780,25 @@ TEST(PowerLogOutcome, AWriteThatFailsDoesNotChangeTheResult)
 
     EXPECT_TRUE(stage.finish());
     EXPECT_EQ(QFileInfo(stage.path(Hourly, 1, ".csv")).size(), 1000);
+}
+
+TEST(PowerLogOutcome, AnExceptionOnTheExportsThreadEndsTheProcess)
+{
+    const Termination termination;
+    PowerStage stage;
+    stage.platform.onCall = [](const char* operation)
+    {
+        if (std::strcmp(operation, "GetHourly") == 0)
+        {
+            throw std::runtime_error("no answer");
+        }
+    };
+
+    EXPECT_TRUE(stage.daemon.PowerLogExportHourlyToUsb("en_GB"));
+
+    EXPECT_TRUE(termination.isBroughtAboutBy<std::runtime_error>());
+    EXPECT_EQ(stage.raised(), QStringList{"started"});
+    stage.inspector.powerLogStop(); // in place of the thread, which goes no further
 }
 
 TEST(PowerLogOutcome, EachFileIsClosedAndSyncedBeforeTheExportCompletes)
