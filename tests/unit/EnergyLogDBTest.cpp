@@ -2,7 +2,9 @@
 
 #include "EnergyLogFile.h"
 #include "FakePlatform.h"
+#include "FullMedium.h"
 #include "RunOnQueue.h"
+#include "TimeZone.h"
 #include "Trace.h"
 
 #include <QDateTime>
@@ -11,11 +13,9 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <ctime>
 #include <limits>
 #include <memory>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -70,30 +70,6 @@ void makePlainFile(const EnergyLogFile& file, const char* columns)
 {
     file.run({plainTable("hourly", "hour", columns), plainTable("monthly", "month", columns)});
 }
-
-/// No file of this process can grow beyond `bytes` while this lives: a full disk.
-class FullDisk
-{
-public:
-    explicit FullDisk(qint64 bytes)
-    {
-        std::signal(SIGXFSZ, SIG_IGN);
-        getrlimit(RLIMIT_FSIZE, &m_before);
-        const rlimit limit{static_cast<rlim_t>(bytes), m_before.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-
-    ~FullDisk()
-    {
-        setrlimit(RLIMIT_FSIZE, &m_before);
-    }
-
-    FullDisk(const FullDisk&) = delete;
-    FullDisk& operator=(const FullDisk&) = delete;
-
-private:
-    rlimit m_before{};
-};
 
 /// The key of a local time by the C library, not by Qt.
 qint64 keyOf(int ofYear, int month, int day, int hour)
@@ -423,7 +399,7 @@ TEST_F(EnergyLogDBTest, AVacuumWithoutRoomIsThrownWithoutATrace)
         {QStringLiteral("CREATE TABLE ballast (x)"), QStringLiteral("INSERT INTO ballast VALUES (zeroblob(200000))")});
 
     {
-        const FullDisk disk(20000);
+        const FullMedium disk(20000);
         EXPECT_NE(sqlErrorOf([&] { db->init(1, invalid); }), "");
     }
 
@@ -521,7 +497,7 @@ TEST_F(EnergyLogDBTest, AFailedBackupIsTracedAndWhatFollowsIsTriedAllTheSame)
 
 TEST_F(EnergyLogDBTest, AnHourIsStoredUnderItsLocalTime)
 {
-    const LocalZone zone("Asia/Kolkata");
+    const TimeZone zone("Asia/Kolkata");
     ASSERT_TRUE(db->init(3, invalid));
 
     EXPECT_TRUE(db->addHourlyEntry(entry(year, 3, 5, 7, {1, -2, 2147483647})));
@@ -533,7 +509,7 @@ TEST_F(EnergyLogDBTest, AnHourIsStoredUnderItsLocalTime)
 
 TEST_F(EnergyLogDBTest, AMonthIsStoredUnderItsFirstMidnightWhateverDayAndHourAre)
 {
-    const LocalZone zone("Europe/Berlin");
+    const TimeZone zone("Europe/Berlin");
     ASSERT_TRUE(db->init(1, invalid));
 
     EXPECT_TRUE(db->addMonthlyEntry(entry(year, 7, 19, 13, {5})));
@@ -544,7 +520,7 @@ TEST_F(EnergyLogDBTest, AMonthIsStoredUnderItsFirstMidnightWhateverDayAndHourAre
 
 TEST_F(EnergyLogDBTest, TheKeyOfAMonthIsStoredInThirtyTwoBitsWithoutASign)
 {
-    const LocalZone zone("UTC");
+    const TimeZone zone("UTC");
     ASSERT_TRUE(db->init(1, invalid));
 
     EXPECT_TRUE(db->addMonthlyEntry(entry(1960, 1, 1, 0, {5})));
@@ -643,7 +619,7 @@ TEST_F(EnergyLogDBTest, ABatchOfAYearOfHoursIsStored)
                                  QList<int>(20, day.dayOfYear() * 24 + hour)));
         }
     }
-    const LocalZone zone("UTC");
+    const TimeZone zone("UTC");
 
     EXPECT_TRUE(db->addHourlyEntries(entries));
 
@@ -662,7 +638,7 @@ TEST_F(EnergyLogDBTest, AnEntryForAnHourThatExistsReplacesTheRowWhole)
 
 TEST_F(EnergyLogDBTest, TheTwoHoursAtTheEndOfDaylightSavingTimeShareOneKeyAndTheLaterWriteStays)
 {
-    const LocalZone zone("Europe/Berlin");
+    const TimeZone zone("Europe/Berlin");
     const QDate change = lastSunday(year, 10);
     ASSERT_EQ(keyOf(year, 10, change.day(), 4) - keyOf(year, 10, change.day(), 1), 4 * 3600) << "clocks go back";
     ASSERT_TRUE(db->init(1, invalid));
@@ -676,7 +652,7 @@ TEST_F(EnergyLogDBTest, TheTwoHoursAtTheEndOfDaylightSavingTimeShareOneKeyAndThe
 TEST_F(EnergyLogDBTest, TheRepeatedHourHasOneKeyWhateverTheLibraryConvertedBefore)
 {
     // The C library tells the two hours apart by what it converted last, so hours of all seasons come in between.
-    const LocalZone zone("Europe/Berlin");
+    const TimeZone zone("Europe/Berlin");
     const auto change = static_cast<uchar>(lastSunday(year, 10).day());
     ASSERT_TRUE(db->init(1, invalid));
 
@@ -693,7 +669,7 @@ TEST_F(EnergyLogDBTest, TheRepeatedHourHasOneKeyWhateverTheLibraryConvertedBefor
 
 TEST_F(EnergyLogDBTest, AnHourSkippedByDaylightSavingTimeGetsTheKeyOfItsQDateTime)
 {
-    const LocalZone zone("Europe/Berlin");
+    const TimeZone zone("Europe/Berlin");
     const QDate change = lastSunday(year, 3);
     ASSERT_EQ(keyOf(year, 3, change.day(), 4) - keyOf(year, 3, change.day(), 1), 2 * 3600) << "clocks go forward";
     ASSERT_TRUE(db->init(1, invalid));
@@ -794,7 +770,7 @@ TEST_F(EnergyLogDBTest, AFailedCommitIsTracedOnlyAndTheCleanUpStillRuns)
     }
 
     {
-        const FullDisk disk(QFile(EnergyLogFile::path).size() + 8192);
+        const FullMedium disk(QFile(EnergyLogFile::path).size() + 8192);
         EXPECT_TRUE(db->addHourlyEntries(entries));
     }
 
@@ -811,7 +787,7 @@ TEST_F(EnergyLogDBTest, AFullDiskUnderAnAddIsTracedAndThrownAndTheNextAddWorks)
     ASSERT_TRUE(db->addHourlyEntry(entry(year, 3, 5, 7, {1})));
 
     {
-        const FullDisk disk(0);
+        const FullMedium disk(0);
         EXPECT_NE(sqlErrorOf([&] { db->addHourlyEntry(entry(year, 3, 5, 8, {2})); }), "");
     }
 
@@ -1186,7 +1162,7 @@ protected:
 
 TEST_P(EnergyLogInZone, KeysAndSummariesOfALeapYearAgreeWithAnIndependentComputation)
 {
-    const LocalZone zone(GetParam());
+    const TimeZone zone(GetParam());
     const ushort leapYear = comingLeapYear();
     ASSERT_TRUE(db->init(2, invalid));
     QListEnergyLogEntry entries;

@@ -12,7 +12,6 @@
 #include <QStringList>
 #include <QVariant>
 
-#include <ctime>
 #include <ostream>
 #include <stdexcept>
 
@@ -138,34 +137,6 @@ public:
         QString m_name;
         QSqlDatabase m_database;
     };
-};
-
-/// The time zone of the process for the length of a scope.
-class LocalZone
-{
-public:
-    explicit LocalZone(const QByteArray& name)
-        : m_before(qgetenv("TZ"))
-    {
-        set(name);
-    }
-
-    ~LocalZone()
-    {
-        set(m_before);
-    }
-
-    LocalZone(const LocalZone&) = delete;
-    LocalZone& operator=(const LocalZone&) = delete;
-
-private:
-    static void set(const QByteArray& name)
-    {
-        name.isEmpty() ? qunsetenv("TZ") : qputenv("TZ", name);
-        tzset();
-    }
-
-    QByteArray m_before;
 };
 
 /// A year all of whose rows outlive every clean-up of a test.

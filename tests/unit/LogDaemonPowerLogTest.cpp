@@ -1,5 +1,6 @@
 #include "ExportStage.h"
 #include "Termination.h"
+#include "TimeZone.h"
 
 #include <QRegularExpression>
 
@@ -9,7 +10,6 @@
 #include <cmath>
 #include <condition_variable>
 #include <cstring>
-#include <ctime>
 #include <limits>
 #include <mutex>
 #include <stdexcept>
@@ -32,8 +32,6 @@ class PowerStage : public ExportStage
 public:
     PowerStage()
     {
-        qputenv("TZ", "UTC");
-        tzset();
         platform.texts = {{59023, "Date"}, {59024, "A"}, {59025, "B"}, {59026, "C"}, {59027, "Total"}};
         QObject::connect(
             &daemon, &LogDaemon::PowerLogExportStarted, &daemon, [this] { note("started"); }, Qt::DirectConnection);
@@ -119,6 +117,7 @@ private:
         m_changed.notify_all();
     }
 
+    TimeZone m_zone{"UTC"};
     std::mutex m_mutex;
     std::condition_variable m_changed;
     QStringList m_raised;
@@ -631,8 +630,7 @@ TEST(PowerLogRecords, ATimeBeyondTheCalendarIsAnEmptyCell)
 TEST(PowerLogRecords, LocalTimesRepeatWhenTheClockGoesBackAndTheOrderIsTheClients)
 {
     PowerStage stage;
-    qputenv("TZ", "Europe/Berlin");
-    tzset();
+    const TimeZone berlin("Europe/Berlin");
     // 02:30 twice in the night of 29 October 2023; then a leap back.
     stage.platform.hourlyPower = {{1698539400, 1, 0, 0}, {1698543000, 2, 0, 0}, {1679790600, 3, 0, 0}};
 

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "FullMedium.h"
+#include "TimeZone.h"
+
 #include <zemo/DataValue.h>
 #include <zemo/Metadata.h>
 
@@ -12,64 +15,12 @@
 #include <QString>
 
 #include <malloc.h>
-#include <sys/resource.h>
 
-#include <csignal>
 #include <cstdint>
 #include <cstdlib>
-#include <ctime>
 #include <initializer_list>
 #include <thread>
 #include <utility>
-
-/// The process has this time zone while the object lives.
-class TimeZone
-{
-public:
-    explicit TimeZone(const char* name)
-        : m_before(qgetenv("TZ"))
-        , m_wasSet(qEnvironmentVariableIsSet("TZ"))
-    {
-        qputenv("TZ", name);
-        tzset();
-    }
-    ~TimeZone()
-    {
-        m_wasSet ? qputenv("TZ", m_before) : qunsetenv("TZ");
-        tzset();
-    }
-    TimeZone(const TimeZone&) = delete;
-    TimeZone& operator=(const TimeZone&) = delete;
-
-private:
-    QByteArray m_before;
-    bool m_wasSet;
-};
-
-/// No file can grow beyond so many bytes while the object lives: a write is cut there and fails from then on, as on a
-/// medium that is full.
-class FullMedium
-{
-public:
-    explicit FullMedium(uint64_t size)
-    {
-        m_signal = std::signal(SIGXFSZ, SIG_IGN);
-        getrlimit(RLIMIT_FSIZE, &m_before);
-        const rlimit limit{size, m_before.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FullMedium()
-    {
-        setrlimit(RLIMIT_FSIZE, &m_before);
-        std::signal(SIGXFSZ, m_signal);
-    }
-    FullMedium(const FullMedium&) = delete;
-    FullMedium& operator=(const FullMedium&) = delete;
-
-private:
-    rlimit m_before{};
-    void (*m_signal)(int);
-};
 
 /// Whether another thread finds the mutex taken.
 inline bool isTaken(QRecursiveMutex& mutex)

@@ -1,6 +1,6 @@
 #include "energylog/TimeKeys.h"
 
-#include "EnergyLogFile.h"
+#include "TimeZone.h"
 
 #include <QDateTime>
 
@@ -43,7 +43,7 @@ class TimeKeysInZone : public testing::TestWithParam<const char*>
 
 TEST(TimeKeys, AnHourHasTheSecondsSinceTheEpochOfItsBeginning)
 {
-    const LocalZone zone("Europe/Berlin");
+    const TimeZone zone("Europe/Berlin");
 
     EXPECT_EQ(dateToSeconds(2024, 3, 5, 7), 1709618400);
     EXPECT_EQ(dateToSeconds(2024, 7, 5, 7), 1720155600);
@@ -52,7 +52,7 @@ TEST(TimeKeys, AnHourHasTheSecondsSinceTheEpochOfItsBeginning)
 
 TEST(TimeKeys, ASkippedHourFallsOnTheOneAfterIt)
 {
-    const LocalZone zone("Europe/Berlin");
+    const TimeZone zone("Europe/Berlin");
 
     EXPECT_EQ(dateToSeconds(2024, 3, 31, 1), 1711843200);
     EXPECT_EQ(dateToSeconds(2024, 3, 31, 2), 1711846800);
@@ -61,7 +61,7 @@ TEST(TimeKeys, ASkippedHourFallsOnTheOneAfterIt)
 
 TEST(TimeKeys, ARepeatedHourIsTheFirstOfTheTwo)
 {
-    const LocalZone zone("Europe/Berlin");
+    const TimeZone zone("Europe/Berlin");
 
     for (uchar month = 1; month <= 12; ++month)
     {
@@ -86,7 +86,7 @@ TEST(TimeKeys, ARepeatedHourIsTheFirstHoweverFarTheClockGoesBack)
                                      Repeated{"Asia/Magadan", {2014, 10, 26, 1}, 1414242000},
                                      Repeated{"Asia/Colombo", {2006, 4, 15, 0}, 1145037600}})
     {
-        const LocalZone zone(repeated.zone);
+        const TimeZone zone(repeated.zone);
         for (uchar month = 1; month <= 12; ++month)
         {
             dateToSeconds(repeated.hour.year, month, 15, 5);
@@ -98,7 +98,7 @@ TEST(TimeKeys, ARepeatedHourIsTheFirstHoweverFarTheClockGoesBack)
 
 TEST(TimeKeys, ADateThatIsNoneHasTheKeyOfItsQDateTime)
 {
-    const LocalZone zone("Europe/Berlin");
+    const TimeZone zone("Europe/Berlin");
 
     EXPECT_EQ(dateToSeconds(2024, 2, 30, 5), QDateTime(QDate(), QTime(5, 0)).toSecsSinceEpoch());
     EXPECT_EQ(dateToSeconds(2024, 13, 1, 0), QDateTime(QDate(), QTime(0, 0)).toSecsSinceEpoch());
@@ -107,7 +107,7 @@ TEST(TimeKeys, ADateThatIsNoneHasTheKeyOfItsQDateTime)
 
 TEST_P(TimeKeysInZone, TheHoursOfAYearInOrderHaveTheSameKeysAsOneByOne)
 {
-    const LocalZone zone(GetParam());
+    const TimeZone zone(GetParam());
     HourKeys keys;
 
     for (const LocalHour& hour : hoursOf(2024))
@@ -118,7 +118,7 @@ TEST_P(TimeKeysInZone, TheHoursOfAYearInOrderHaveTheSameKeysAsOneByOne)
 
 TEST_P(TimeKeysInZone, TheHoursOfAYearInReverseHaveTheSameKeysAsOneByOne)
 {
-    const LocalZone zone(GetParam());
+    const TimeZone zone(GetParam());
     HourKeys keys;
     std::vector<LocalHour> hours = hoursOf(2024);
     std::reverse(hours.begin(), hours.end());
@@ -131,7 +131,7 @@ TEST_P(TimeKeysInZone, TheHoursOfAYearInReverseHaveTheSameKeysAsOneByOne)
 
 TEST_P(TimeKeysInZone, EveryQuarterOfAnHourOfAYearReadsAsQDateTimeReadsIt)
 {
-    const LocalZone zone(GetParam());
+    const TimeZone zone(GetParam());
     HourKeys keys;
 
     for (qint64 key = 1704000000; key < 1704000000 + 370 * 86400; key += 900)
@@ -151,7 +151,7 @@ INSTANTIATE_TEST_SUITE_P(Zones, TimeKeysInZone,
 
 TEST(TimeKeys, HoursAndDaysThatAreNoneKeepTheirKeysAmongOthers)
 {
-    const LocalZone zone("Europe/Berlin");
+    const TimeZone zone("Europe/Berlin");
     HourKeys keys;
     const LocalHour valid{2024, 3, 5, 7};
 
@@ -165,7 +165,7 @@ TEST(TimeKeys, HoursAndDaysThatAreNoneKeepTheirKeysAmongOthers)
 
 TEST(TimeKeys, AFreshOneKnowsNoDay)
 {
-    const LocalZone zone("Europe/Berlin");
+    const TimeZone zone("Europe/Berlin");
 
     EXPECT_EQ(HourKeys().keyOf({0, 0, 0, 5}), dateToSeconds(0, 0, 0, 5));
     EXPECT_EQ(named(HourKeys().hourOf(0)).toStdString(), "1970-1-1 1");
