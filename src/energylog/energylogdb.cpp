@@ -50,25 +50,21 @@ p7zemo_module_t objS_traceModule = nullptr;
     zemo::throwSqlError(objL_error);
 }
 
-/// Runs one statement; a failure is traced with `objL_failure` under the name of the calling function and thrown.
-void execute(const QSqlDatabase& objL_db, const QString& objL_statement, const char* objL_failure,
+/// Runs one statement; a failure is traced with `objL_failure`, if there is one, under the name of the calling function
+/// and thrown.
+void execute(const QSqlDatabase& objL_db, const QString& objL_statement, const char* objL_failure = nullptr,
              const char* objL_function = __builtin_FUNCTION(), int iL_line = __builtin_LINE())
 {
     QSqlQuery objL_query(objL_db);
-    if (!objL_query.exec(objL_statement))
+    if (objL_query.exec(objL_statement))
+    {
+        return;
+    }
+    if (objL_failure)
     {
         traceAndThrow(objL_failure, objL_query.lastError(), objL_function, iL_line);
     }
-}
-
-/// Runs one statement whose failure is thrown without a trace.
-void executeUntraced(const QSqlDatabase& objL_db, const QString& objL_statement)
-{
-    QSqlQuery objL_query(objL_db);
-    if (!objL_query.exec(objL_statement))
-    {
-        zemo::throwSqlError(objL_query.lastError());
-    }
+    zemo::throwSqlError(objL_query.lastError());
 }
 
 /// `objL_piece` filled in with each of 1 to n, as a list for a statement.
@@ -249,7 +245,7 @@ void EnergyLogDB::cleanupOld(QSqlDatabase& db)
 
 void EnergyLogDB::vacuum(QSqlDatabase& db)
 {
-    executeUntraced(db, QStringLiteral("VACUUM"));
+    execute(db, QStringLiteral("VACUUM"));
 }
 
 bool EnergyLogDB::fits(const Entry& objL_entry) const
@@ -325,8 +321,8 @@ bool EnergyLogDB::summarizeMonth(ushort year, uchar month, QList<bool> shouldAve
     runOnExecutor(
         [&](QSqlDatabase& objL_db)
         {
-            executeUntraced(objL_db, QString::fromLatin1(summarize).arg(objL_columns, objL_start, objL_aggregates,
-                                                                        objL_start, objL_end));
+            execute(objL_db, QString::fromLatin1(summarize).arg(objL_columns, objL_start, objL_aggregates, objL_start,
+                                                                objL_end));
         });
     return true;
 }
