@@ -33,7 +33,7 @@ QString internalLogPath(uint32_t u32L_id)
     return QStringLiteral("%1/%2").arg(internalPath(), BinaryLogger::fileNameForIndex(u32L_id, QString()));
 }
 
-/// Ends a snapshot's logger, on its own thread.
+/// Ends a snapshot's logger at once; it is deleted later, on its own thread.
 void finish(Logger* objL_logger)
 {
     objL_logger->stop();
@@ -77,18 +77,16 @@ bool LogDaemon::saveRamLogToUsb(int32_t history, int32_t future, const QString& 
     }
     auto* objL_logger = new CSVLogger(objL_directory, SnapshotInterval, nullptr);
     objL_logger->moveToThread(thread());
-    return beginRamLogSave(objL_logger, secondsFromNow(-int64_t{history}), secondsFromNow(future));
+    const QDateTime objL_from = secondsFromNow(-int64_t{history});
+    return beginRamLogSave(objL_logger, objL_from, secondsFromNow(future));
 }
 
 uint32_t LogDaemon::saveRamLogToInternalMem(int32_t history, int32_t future)
 {
     // Stays on the caller's thread, where its live rows arrive queued.
     auto* objL_logger = new BinaryLogger(internalPath(), SnapshotInterval, nullptr);
-    if (!beginRamLogSave(objL_logger, secondsFromNow(-int64_t{history}), secondsFromNow(future)))
-    {
-        return 0;
-    }
-    return objL_logger->getLogIndex();
+    const QDateTime objL_from = secondsFromNow(-int64_t{history});
+    return beginRamLogSave(objL_logger, objL_from, secondsFromNow(future)) ? objL_logger->getLogIndex() : 0;
 }
 
 bool LogDaemon::beginRamLogSave(Logger* logger, const QDateTime& from, const QDateTime& end)
