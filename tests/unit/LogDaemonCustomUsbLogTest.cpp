@@ -1,6 +1,7 @@
 #include "FakePlatform.h"
 #include "LogConfig.h"
 #include "LogDaemonInspector.h"
+#include "LoggerTestSupport.h"
 #include "RunOnQueue.h"
 #include "logging/FileLogger.h"
 
@@ -18,11 +19,6 @@ namespace
 {
 
 constexpr uint32_t T0 = 1700000000;
-
-void deleteDeferred()
-{
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-}
 
 // A daemon on this thread with a stick in, and three parameters known to the platform.
 class LogDaemonCustomUsbLog : public testing::Test
@@ -51,9 +47,7 @@ protected:
     }
     QByteArray contentOf(const QString& name) const
     {
-        QFile file(stick.filePath(name));
-        EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << name.toStdString();
-        return file.readAll();
+        return ::contentOf(stick.filePath(name));
     }
     QByteArrayList linesOf(const QString& name) const
     {
@@ -194,12 +188,8 @@ TEST_F(LogDaemonCustomUsbLog, ConfiguringARunningLogAsksForItsTextsInTheDefaultL
     daemon->configureCustomLogUsb(1, "boiler", {30, 10});
 
     EXPECT_TRUE(open);
-    const auto calls = platform.calls();
-    const auto last = std::find_if(calls.rbegin(), calls.rend(),
-                                   [](const FakePlatform::Call& call) { return call.operation == "getMetadata"; });
-    ASSERT_NE(last, calls.rend());
-    EXPECT_EQ(last->ids, QList<int>({30, 10}));
-    EXPECT_EQ(last->locale, "default");
+    EXPECT_EQ(platform.lastCall("getMetadata").ids, QList<int>({30, 10}));
+    EXPECT_EQ(platform.lastCall("getMetadata").locale, "default");
 }
 
 TEST_F(LogDaemonCustomUsbLog, APrefixChangedWhileTheLogRunsShowsOnlyInTheFileNameOfTheNextStart)
@@ -280,13 +270,8 @@ TEST_F(LogDaemonCustomUsbLog, AStartAsksForTheConfiguredListAsItIsInTheDefaultLo
 
     daemon->startCustomUsbLog(1, 1, false);
 
-    FakePlatform::Call metadata;
-    for (const FakePlatform::Call& call : platform.calls())
-    {
-        metadata = call.operation == "getMetadata" ? call : metadata;
-    }
-    EXPECT_EQ(metadata.ids, QList<int>({30, 10, 99}));
-    EXPECT_EQ(metadata.locale, "default");
+    EXPECT_EQ(platform.lastCall("getMetadata").ids, QList<int>({30, 10, 99}));
+    EXPECT_EQ(platform.lastCall("getMetadata").locale, "default");
 }
 
 TEST_F(LogDaemonCustomUsbLog, AnIdThatThePlatformDoesNotKnowIsMissingFromTheLog)

@@ -1,6 +1,7 @@
 #include "FakePlatform.h"
 #include "LogConfig.h"
 #include "LogDaemonInspector.h"
+#include "LoggerTestSupport.h"
 #include "RunOnQueue.h"
 #include "logging/BinaryLogger.h"
 #include "logging/RAMLogger.h"
@@ -25,11 +26,6 @@ constexpr int Head = 8;   // of a binary log, without its table
 constexpr int Column = 4; // of the table
 constexpr int Row = 8;    // with one 32-bit column
 
-void deleteDeferred()
-{
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-}
-
 QDateTime now()
 {
     return QDateTime::currentDateTimeUtc();
@@ -43,13 +39,6 @@ uint32_t nowSecs()
 QStringList filesIn(const QString& folder)
 {
     return QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
-}
-
-QByteArray contentOf(const QString& path)
-{
-    QFile file(path);
-    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
-    return file.readAll();
 }
 
 // Whether this process holds a descriptor of the file.
@@ -601,6 +590,7 @@ TEST_F(LogDaemonRamLog, ASnapshotInInternalMemoryIsClosedByTheFirstTickAfterItsE
     const QByteArray atEnd = contentOf(internalLog(0));
     sample(nowSecs() + 1);
 
+    EXPECT_TRUE(QFile::exists(internalLog(0)));
     EXPECT_FALSE(isOpen(internalLog(0)));
     EXPECT_EQ(contentOf(internalLog(0)), atEnd);
 }
@@ -712,12 +702,7 @@ TEST_F(LogDaemonRamLog, AConvertedLogHasTheDateOfTheLastModificationAndNamesInBr
     EXPECT_TRUE(daemon->saveInternalLogToUsb(0, ""));
 
     EXPECT_EQ(filesIn(stick.path()), QStringList("20240305-123456-1.csv"));
-    FakePlatform::Call metadata;
-    for (const FakePlatform::Call& call : platform.calls())
-    {
-        metadata = call.operation == "getMetadata" ? call : metadata;
-    }
-    EXPECT_EQ(metadata.locale, "en_GB");
+    EXPECT_EQ(platform.lastCall("getMetadata").locale, "en_GB");
 }
 
 TEST_F(LogDaemonRamLog, ALogThatIsStillBeingWrittenIsConvertedUpToItsLastRow)
@@ -765,10 +750,7 @@ TEST_F(LogDaemonRamLog, AConversionWithoutAStickIsRefused)
 
 TEST_F(LogDaemonRamLog, AFileThatIsNoBinaryLogIsNotConverted)
 {
-    QFile file(internalLog(0));
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write("not a log at all");
-    file.close();
+    writeFile(internalLog(0), "not a log at all");
 
     EXPECT_FALSE(daemon->saveInternalLogToUsb(0, ""));
 
@@ -1025,6 +1007,7 @@ TEST_F(LogDaemonRamLogThreads, RowsStillQueuedWhenTheTickEndsASnapshotAreNotWrit
     runOnQueue(queue, [&] { finishAll(); });
     QCoreApplication::sendPostedEvents();
 
+    EXPECT_TRUE(QFile::exists(internalLog()));
     EXPECT_EQ(contentOf(internalLog()), before);
     deleteDeferred();
     EXPECT_TRUE(logger.isNull());

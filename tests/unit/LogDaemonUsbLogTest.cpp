@@ -2,6 +2,7 @@
 #include "LogConfig.h"
 #include "LogDaemonInspector.h"
 #include "LoggerInspector.h"
+#include "LoggerTestSupport.h"
 #include "Refusal.h"
 #include "logging/CSVLogger.h"
 
@@ -37,7 +38,7 @@ protected:
     ~UsbLog() override
     {
         daemon.stopUsbLog(); // the daemon leaves it open when it goes
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        deleteDeferred();
     }
 
     CSVLogger* logger()
@@ -47,9 +48,7 @@ protected:
 
     void putOnStick(const QString& name, const QByteArray& content)
     {
-        QFile file(stick.filePath(name));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        ASSERT_EQ(file.write(content), content.size());
+        writeFile(stick.filePath(name), content);
     }
 
     QStringList logFiles()
@@ -59,9 +58,8 @@ protected:
 
     QByteArray heading(const QString& name)
     {
-        QFile file(stick.filePath(name));
-        EXPECT_TRUE(file.open(QIODevice::ReadOnly));
-        return file.readLine();
+        const QByteArray content = contentOf(stick.filePath(name));
+        return content.left(content.indexOf('\n') + 1);
     }
 
     /// Inserts the stick and gives the ids that were asked for.
@@ -166,7 +164,7 @@ TEST_F(UsbLog, AStopEndsTheLogTracesAndRaises)
 
     EXPECT_FALSE(daemon.isUsbLogActive());
     EXPECT_FALSE(running->isRunning());
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    deleteDeferred();
     EXPECT_TRUE(running.isNull());
     EXPECT_EQ(stopped.count(), 1);
     EXPECT_EQ(platform.traceTexts("LogDaemon", 1), std::vector<std::string>({"USB Logging stopped..."}));
@@ -275,9 +273,7 @@ TEST_F(UsbLog, ARunningLogGetsTheSamplesOfTheTick)
 
     daemon.second();
 
-    QFile file(stick.filePath(logFiles().value(0)));
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    const QList<QByteArray> lines = file.readAll().split('\n');
+    const QList<QByteArray> lines = contentOf(stick.filePath(logFiles().value(0))).split('\n');
     ASSERT_EQ(lines.size(), 3);
     EXPECT_EQ(lines[1].mid(19), "\t500\t1200");
 }
@@ -342,10 +338,7 @@ TEST_F(UsbLog, AStickWithLogSetThatComesInWhileALogRunsChangesTheColumns)
     daemon.startUsbLog(7, false, QStringLiteral("default"));
     CSVLogger* const running = logger();
     QTemporaryDir other;
-    QFile logSet(other.filePath("LOG.SET"));
-    ASSERT_TRUE(logSet.open(QIODevice::WriteOnly));
-    logSet.write("[ZEMOLOG;20240305]\n77\n");
-    logSet.close();
+    writeFile(other.filePath("LOG.SET"), "[ZEMOLOG;20240305]\n77\n");
 
     platform.insertDrive(other.path());
 

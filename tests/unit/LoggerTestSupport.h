@@ -7,6 +7,7 @@
 #include <zemo/Metadata.h>
 
 #include <QByteArray>
+#include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -65,6 +66,12 @@ inline void writeFile(const QString& path, const QByteArray& content)
     {
         std::abort();
     }
+}
+
+/// Carries out what this thread's objects were told by deleteLater.
+inline void deleteDeferred()
+{
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
 inline int openDescriptors()
