@@ -612,6 +612,27 @@ TEST_F(LogDaemonCustomUsbLog, AConfigurationByItselfGivesNoTitles)
     EXPECT_FALSE(daemon->isCustomUsbLogActive(1));
 }
 
+TEST_F(LogDaemonCustomUsbLog, WhetherALogRunsIsToldWithTheStateLocked)
+{
+    daemon->configureCustomLogUsb(1, "boiler", {10});
+    daemon->startCustomUsbLog(1, 1, false);
+
+    EXPECT_FALSE(answerBehind(
+        inspector->stateMutex(), [&] { inspector->customLoggers().clear(); },
+        [&] { return daemon->isCustomUsbLogActive(1); }));
+}
+
+TEST_F(LogDaemonCustomUsbLog, TitlesAreToldWithTheStateLocked)
+{
+    daemon->configureCustomLogUsb(1, "boiler", {10});
+    daemon->startCustomUsbLog(1, 1, false);
+
+    EXPECT_EQ(answerBehind(
+                  inspector->stateMutex(), [&] { inspector->customLoggers().clear(); },
+                  [&] { return daemon->getCustomUsbLogParameters(1); }),
+              QStringList());
+}
+
 TEST_F(LogDaemonCustomUsbLog, ARunningLogOutlivesTheRemovalOfItsDrive)
 {
     daemon->configureCustomLogUsb(1, "boiler", {10});

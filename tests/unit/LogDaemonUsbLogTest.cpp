@@ -255,6 +255,18 @@ TEST_F(UsbLog, OfTwoStartsThatOverlapBothGoOnAndTheLaterLoggerIsKept)
     delete inner;
 }
 
+TEST_F(UsbLog, WhetherALogRunsIsToldWithTheStateLocked)
+{
+    EXPECT_TRUE(answerBehind(
+        inspector.stateMutex(),
+        [&]
+        {
+            platform.insertDrive(stick.path());
+            daemon.startUsbLog(1, false, QStringLiteral("default"));
+        },
+        [&] { return daemon.isUsbLogActive(); }));
+}
+
 TEST_F(UsbLog, ALogStartedOnAnotherThreadMovesToTheDaemons)
 {
     platform.insertDrive(stick.path());
@@ -288,6 +300,13 @@ TEST_F(UsbLog, LogParametersAreTheTitlesInIdOrderWhetherALogRunsOrNot)
     daemon.startUsbLog(1, false, QStringLiteral("default"));
 
     EXPECT_EQ(daemon.getLogParameters(), QStringList({"Name 5", "Name 12"}));
+}
+
+TEST_F(UsbLog, LogParametersAreToldWithTheStateLocked)
+{
+    EXPECT_EQ(answerBehind(
+                  inspector.stateMutex(), [&] { inspector.all().clear(); }, [&] { return daemon.getLogParameters(); }),
+              QStringList());
 }
 
 TEST_F(UsbLog, LogParametersKeepTheirSoftHyphens)
