@@ -192,6 +192,23 @@ protected:
     {
         emit daemon->valuesUpdated(time, valuesOf(value));
     }
+    // The folder's name has a letter that takes two bytes in UTF-8.
+    QString useInternalFolderWithUmlaut()
+    {
+        const QString folder = memory.filePath(QString::fromUtf8("Speicher f\xc3\xbcr Logs"));
+        QDir().mkpath(folder);
+        useInternalPath(folder);
+        return folder;
+    }
+    // Whether `act` asks the platform something, and leaves the state open each time.
+    template <class Act> bool leavesTheStateOpen(Act act)
+    {
+        QList<bool> open;
+        platform.onCall = [&](const char*) { open.append(inspector->isStateMutexFree()); };
+        act();
+        platform.onCall = nullptr;
+        return !open.isEmpty() && !open.contains(false);
+    }
     // As if the snapshot's end had come.
     void bringToItsEnd(Logger* logger)
     {
@@ -280,6 +297,14 @@ TEST_F(LogDaemonRamLog, ASiblingWhoseNameBeginsWithTheNameOfTheMountPointPasses)
     QDir(stick.path()).mkpath("usb2");
 
     EXPECT_EQ(inspector->getUsbPath(stick.filePath("usb"), "../usb2"), stick.filePath("usb2"));
+}
+
+TEST_F(LogDaemonRamLog, ASiblingWhoseNameDiffersInUpperAndLowerCaseOnlyIsRefused)
+{
+    QDir(stick.path()).mkpath("usb");
+    QDir(stick.path()).mkpath("USB");
+
+    EXPECT_EQ(inspector->getUsbPath(stick.filePath("usb"), "../USB"), QString());
 }
 
 TEST_F(LogDaemonRamLog, AMountPointReachedThroughALinkIsTheStickAllTheSame)
@@ -511,30 +536,6 @@ TEST_F(LogDaemonRamLog, TheEndOfASnapshotIsItsFutureFromNowInUtc)
     EXPECT_LE(end, now().addSecs(100));
 }
 
-TEST_F(LogDaemonRamLog, NoRowIsLostOrDoubledBetweenHistoryAndFuture)
-{
-    const uint32_t start = nowSecs();
-    for (uint32_t age = 5; age > 0; --age)
-    {
-        sample(start - age);
-    }
-
-    daemon->saveRamLogToUsb(60, 60, "");
-    const uint32_t live = nowSecs();
-    for (uint32_t step = 0; step < 5; ++step)
-    {
-        sample(live + step);
-    }
-
-    const QList<TextRow> rows = rowsOf(usbLog(), "\tFlow [l/s]");
-    ASSERT_GE(rows.size(), 10);
-    for (qsizetype row = 1; row < rows.size(); ++row)
-    {
-        EXPECT_EQ(rows[row].time, rows[row - 1].time + 1);
-    }
-    EXPECT_EQ(rows.last().time, live + 4);
-}
-
 TEST_F(LogDaemonRamLog, TheColumnsAreThoseOfTheRamLogAndStayWhenItsSetGrows)
 {
     platform.addParameter(20, "Level");
@@ -607,6 +608,30 @@ TEST_F(LogDaemonRamLog, ASnapshotInInternalMemoryHoldsTheHistory)
     EXPECT_EQ(times.mid(0, 3), QList<uint32_t>({start - 3, start - 2, start - 1}));
 }
 
+// In a binary log, which would show a row that came twice.
+TEST_F(LogDaemonRamLog, EachLiveRowIsWrittenOnceBehindTheHistory)
+{
+    const uint32_t start = nowSecs();
+    for (uint32_t age = 5; age > 0; --age)
+    {
+        sample(start - age);
+    }
+
+    daemon->saveRamLogToInternalMem(60, 60);
+    const uint32_t live = timesIn(contentOf(internalLog(0))).last() + 1;
+    for (uint32_t step = 0; step < 5; ++step)
+    {
+        sample(live + step);
+    }
+
+    QList<uint32_t> expected;
+    for (uint32_t time = start - 5; time < live + 5; ++time)
+    {
+        expected.append(time);
+    }
+    EXPECT_EQ(timesIn(contentOf(internalLog(0))), expected);
+}
+
 TEST_F(LogDaemonRamLog, WithoutAFutureTheResultIsZeroInsteadOfTheId)
 {
     daemon->saveRamLogToInternalMem(60, 0);
@@ -640,9 +665,7 @@ TEST_F(LogDaemonRamLog, TheNumberingSurvivesARestartOfTheDaemon)
 
 TEST_F(LogDaemonRamLog, AnInternalPathIsReadAsUtf8)
 {
-    const QString folder = memory.filePath(QString::fromUtf8("Speicher f\xc3\xbcr Logs"));
-    QDir().mkpath(folder);
-    useInternalPath(folder);
+    const QString folder = useInternalFolderWithUmlaut();
 
     daemon->saveRamLogToInternalMem(60, 0);
 
@@ -728,6 +751,16 @@ TEST_F(LogDaemonRamLog, AConversionGoesToTheFolderThatItWasAskedFor)
     EXPECT_EQ(filesIn(stick.filePath("logs")).size(), 1);
 }
 
+TEST_F(LogDaemonRamLog, ALogBelowAPathWithAnUmlautIsConverted)
+{
+    useInternalFolderWithUmlaut();
+    daemon->saveRamLogToInternalMem(60, 0);
+
+    EXPECT_TRUE(daemon->saveInternalLogToUsb(0, ""));
+
+    EXPECT_EQ(filesIn(stick.path()).size(), 1);
+}
+
 TEST_F(LogDaemonRamLog, AConversionToAPathOutsideTheStickIsRefused)
 {
     daemon->saveRamLogToInternalMem(60, 0);
@@ -767,6 +800,17 @@ TEST_F(LogDaemonRamLog, ARemovedLogIsGoneAndRemovingItAgainIsFineToo)
     EXPECT_TRUE(daemon->removeLogFromInternalMem(0));
 
     EXPECT_TRUE(filesIn(memory.path()).isEmpty());
+}
+
+TEST_F(LogDaemonRamLog, ALogBelowAPathWithAnUmlautIsRemoved)
+{
+    const QString folder = useInternalFolderWithUmlaut();
+    daemon->saveRamLogToInternalMem(60, 0);
+    ASSERT_EQ(filesIn(folder).size(), 1);
+
+    EXPECT_TRUE(daemon->removeLogFromInternalMem(0));
+
+    EXPECT_TRUE(filesIn(folder).isEmpty());
 }
 
 TEST_F(LogDaemonRamLog, ARemovalDuringTheFutureStopsTheSnapshotAndDeletesItsFile)
@@ -851,15 +895,21 @@ TEST_F(LogDaemonRamLog, EverySnapshotOfARemovedIdIsStopped)
 
 // Locks
 
-TEST_F(LogDaemonRamLog, TheStateIsOpenWhileASnapshotsFileIsMade)
+TEST_F(LogDaemonRamLog, TheStateIsOpenWhileTheFileOfASnapshotIsMadeOnTheStick)
 {
-    bool open = false;
-    platform.onCall = [&](const char* operation)
-    { open = open || (operation == std::string("getSerial") && inspector->isStateMutexFree()); };
+    EXPECT_TRUE(leavesTheStateOpen([&] { daemon->saveRamLogToUsb(60, 0, ""); }));
+}
 
-    daemon->saveRamLogToUsb(60, 0, "");
+TEST_F(LogDaemonRamLog, TheStateIsOpenWhileTheFileOfASnapshotIsMadeInInternalMemory)
+{
+    EXPECT_TRUE(leavesTheStateOpen([&] { daemon->saveRamLogToInternalMem(60, 0); }));
+}
 
-    EXPECT_TRUE(open);
+TEST_F(LogDaemonRamLog, TheStateIsOpenWhileAnInternalLogIsConverted)
+{
+    daemon->saveRamLogToInternalMem(60, 0);
+
+    EXPECT_TRUE(leavesTheStateOpen([&] { EXPECT_TRUE(daemon->saveInternalLogToUsb(0, "")); }));
 }
 
 TEST_F(LogDaemonRamLog, TheStateIsOpenWhileASnapshotWaitsForTheHistory)
