@@ -368,6 +368,17 @@ TEST_F(UsbLog, AStickWithLogSetThatComesInWhileALogRunsChangesTheColumns)
     EXPECT_EQ(stopped.count(), 0);
 }
 
+TEST_F(UsbLog, AStickWithLogSetBringsTheTextsBackToTheDefaultLocale)
+{
+    platform.insertDrive(stick.path());
+    daemon.startUsbLog(7, false, QStringLiteral("de_DE"));
+    putOnStick("LOG.SET", "[ZEMOLOG;20240305]\n77\n");
+
+    platform.insertDrive(stick.path());
+
+    EXPECT_EQ(platform.lastCall("getDefaultLog").locale, "default");
+}
+
 // Date
 
 TEST_F(UsbLog, ALogOfTodayIsNotRestarted)
@@ -417,20 +428,61 @@ TEST_F(UsbLog, ALogOfTomorrowIsRestartedToo)
     EXPECT_EQ(logFiles().size(), 2);
 }
 
-TEST_F(UsbLog, TheSameDayOfAnotherMonthOrYearIsAnotherDate)
+TEST_F(UsbLog, ADateThatDiffersInTheDayTheMonthOrTheYearAloneIsAnotherOne)
 {
     platform.insertDrive(stick.path());
     daemon.startUsbLog(7, false, QStringLiteral("default"));
-    CSVLogger* old = logger();
-    LoggerInspector::setCreatedAt(*old, QDateTime::currentDateTime().addYears(-4));
+    const QDate today = QDate::currentDate();
+    const QDate otherDay(today.year(), today.month(), today.day() == 1 ? 2 : 1);
+    const QDate otherMonth(today.year(), today.month() == 1 ? 12 : 1, today.day()); // each of the two has 31 days
+    const QDate otherYear = today.addYears(-4);
 
-    inspector.checkUsbLogDate();
-    EXPECT_NE(logger(), old);
+    for (const QDate& date : {otherDay, otherMonth, otherYear})
+    {
+        CSVLogger* const old = logger();
+        LoggerInspector::setCreatedAt(*old, QDateTime(date, QTime(12, 0)));
 
-    old = logger();
-    LoggerInspector::setCreatedAt(*old, QDateTime::currentDateTime().addMonths(-12).addMonths(-1));
-    inspector.checkUsbLogDate();
-    EXPECT_NE(logger(), old);
+        inspector.checkUsbLogDate();
+
+        EXPECT_NE(logger(), old) << date.toString(Qt::ISODate).toStdString();
+    }
+}
+
+TEST_F(UsbLog, ALogOfTodaysLocalDateIsNotRestartedThoughTheDateInUtcIsAnother)
+{
+    platform.insertDrive(stick.path());
+    for (const char* name : {"<-12>12", "<+14>-14"}) // at any hour one of them has another date than UTC
+    {
+        const TimeZone zone(name);
+        daemon.startUsbLog(7, false, QStringLiteral("default"));
+        CSVLogger* const running = logger();
+
+        inspector.checkUsbLogDate();
+
+        EXPECT_EQ(logger(), running) << name;
+        daemon.stopUsbLog();
+    }
+}
+
+// In this zone the date changes within each day of UTC: the beginning and the end of that day never both have the date
+// of now.
+TEST_F(UsbLog, ALogOfAnotherLocalDateIsRestartedThoughTheDateInUtcIsTheSame)
+{
+    const TimeZone zone("<+14>-14");
+    platform.insertDrive(stick.path());
+    daemon.startUsbLog(7, false, QStringLiteral("default"));
+    const QDate dateInUtc = QDateTime::currentDateTimeUtc().date();
+    int restarts = 0;
+
+    for (const QTime& time : {QTime(0, 0), QTime(23, 59, 59)})
+    {
+        CSVLogger* const old = logger();
+        LoggerInspector::setCreatedAt(*old, QDateTime(dateInUtc, time, Qt::UTC).toLocalTime());
+        inspector.checkUsbLogDate();
+        restarts += logger() != old ? 1 : 0;
+    }
+
+    EXPECT_EQ(restarts, 1);
 }
 
 TEST_F(UsbLog, ALogWhoseStickWasPulledEndsAtMidnightWithoutASignal)
