@@ -3,17 +3,18 @@
 #include "LogDaemonInspector.h"
 #include "LoggerTestSupport.h"
 #include "RunOnQueue.h"
-#include "logging/FileLogger.h"
+#include "logging/CSVLogger.h"
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QPointer>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
-#include <ctime>
 #include <optional>
+#include <utility>
 
 namespace
 {
@@ -192,6 +193,24 @@ TEST_F(LogDaemonCustomUsbLog, ConfiguringARunningLogAsksForItsTextsInTheDefaultL
     EXPECT_EQ(platform.lastCall("getMetadata").locale, "default");
 }
 
+TEST_F(LogDaemonCustomUsbLog, ConfiguringARunningLogHoldsTheStateWhileItsNewFileIsMade)
+{
+    daemon->configureCustomLogUsb(1, "boiler", {10});
+    daemon->startCustomUsbLog(1, 1, false);
+    QList<bool> open;
+    platform.onCall = [&](const char* operation)
+    {
+        if (operation == std::string("getSerial"))
+        {
+            open.append(inspector->isStateMutexFree());
+        }
+    };
+
+    daemon->configureCustomLogUsb(1, "boiler", {30});
+
+    EXPECT_EQ(open, QList<bool>{false});
+}
+
 TEST_F(LogDaemonCustomUsbLog, APrefixChangedWhileTheLogRunsShowsOnlyInTheFileNameOfTheNextStart)
 {
     daemon->configureCustomLogUsb(1, "boiler", {10});
@@ -283,24 +302,49 @@ TEST_F(LogDaemonCustomUsbLog, AnIdThatThePlatformDoesNotKnowIsMissingFromTheLog)
     EXPECT_EQ(daemon->getCustomUsbLogParameters(1), QStringList("Level"));
 }
 
-TEST_F(LogDaemonCustomUsbLog, AStartLeavesTheStateOpenAndTheLoggerUnknownWhileThePlatformAnswers)
+TEST_F(LogDaemonCustomUsbLog, AStartLeavesTheStateOpenAndTheLoggerUnknownUntilTheFileIsMade)
 {
     daemon->configureCustomLogUsb(1, "boiler", {10});
-    bool open = false;
-    bool known = true;
+    QStringList asked;
+    bool open = true;
+    bool known = false;
     platform.onCall = [&](const char* operation)
     {
-        if (operation == std::string("getMetadata"))
-        {
-            open = inspector->isStateMutexFree();
-            known = inspector->customLoggers().contains(1);
-        }
+        asked.append(operation);
+        open = open && inspector->isStateMutexFree();
+        known = known || inspector->customLoggers().contains(1);
     };
 
     daemon->startCustomUsbLog(1, 1, false);
 
+    EXPECT_EQ(asked, QStringList({"getMetadata", "getSerial"}));
     EXPECT_TRUE(open);
     EXPECT_FALSE(known);
+}
+
+TEST_F(LogDaemonCustomUsbLog, OfTwoStartsOfOneIdThatOverlapTheOneThatEndsLaterIsKept)
+{
+    daemon->configureCustomLogUsb(1, "boiler", {10});
+    QSignalSpy started(&*daemon, &LogDaemon::customUsbLogStarted);
+    QPointer<FileLogger> inner;
+    bool outer = true;
+    platform.onCall = [&](const char* operation)
+    {
+        if (operation == std::string("getMetadata") && std::exchange(outer, false))
+        {
+            EXPECT_TRUE(daemon->startCustomUsbLog(1, 3, false));
+            inner = inspector->customLoggers()[1].data();
+        }
+    };
+
+    EXPECT_TRUE(daemon->startCustomUsbLog(1, 7, false));
+
+    EXPECT_EQ(static_cast<CSVLogger&>(*inspector->customLoggers()[1]).getInterval(), 7);
+    EXPECT_EQ(started.count(), 2);
+    EXPECT_EQ(files().size(), 2);
+    ASSERT_FALSE(inner.isNull());
+    deleteDeferred();
+    EXPECT_TRUE(inner.isNull());
 }
 
 TEST_F(LogDaemonCustomUsbLog, TheStartedSignalIsRaisedWithTheStateOpenAndTheLogActive)
@@ -656,33 +700,16 @@ TEST_F(LogDaemonCustomUsbLog, AnInsertedDriveStartsNothing)
     EXPECT_TRUE(QDir(other.path()).isEmpty());
 }
 
-// The pass of the tick
-
-namespace
-{
-
-// The furthest west, so that moving east changes the date at any hour.
-void moveWest()
-{
-    setenv("TZ", "WEST+12", 1);
-    tzset();
-}
-
-void moveEast()
-{
-    setenv("TZ", "EAST-14", 1);
-    tzset();
-}
-
-} // namespace
+// The pass of the tick. Of the two zones, the furthest west and the furthest east, each has another date than the other
+// at any hour, and one of them another date than UTC.
 
 TEST_F(LogDaemonCustomUsbLog, ACustomLogRunsAcrossMidnightInOneFile)
 {
-    moveWest();
+    const TimeZone west("<-12>12");
     daemon->configureCustomLogUsb(1, "boiler", {10});
     daemon->startCustomUsbLog(1, 1, false);
 
-    moveEast();
+    const TimeZone east("<+14>-14");
     daemon->second();
 
     EXPECT_EQ(files(), QStringList("boiler-123456-1.csv"));
@@ -690,7 +717,7 @@ TEST_F(LogDaemonCustomUsbLog, ACustomLogRunsAcrossMidnightInOneFile)
 
 TEST_F(LogDaemonCustomUsbLog, ALogThatAsksForItIsRestartedAtTheDateChangeInTheSameObject)
 {
-    moveWest();
+    const TimeZone west("<-12>12");
     daemon->configureCustomLogUsb(1, "boiler", {10});
     daemon->startCustomUsbLog(1, 1, false);
     const QSharedPointer<FileLogger> logger = inspector->customLoggers()[1];
@@ -699,7 +726,7 @@ TEST_F(LogDaemonCustomUsbLog, ALogThatAsksForItIsRestartedAtTheDateChangeInTheSa
     QSignalSpy started(&*daemon, &LogDaemon::customUsbLogStarted);
     QSignalSpy stopped(&*daemon, &LogDaemon::customUsbLogStopped);
 
-    moveEast();
+    const TimeZone east("<+14>-14");
     inspector->customLogsTick();
 
     EXPECT_EQ(files(), QStringList({"boiler-123456-1.csv", "boiler-123456-2.csv"}));
@@ -709,26 +736,31 @@ TEST_F(LogDaemonCustomUsbLog, ALogThatAsksForItIsRestartedAtTheDateChangeInTheSa
     EXPECT_EQ(started.count() + stopped.count(), 0);
 }
 
-TEST_F(LogDaemonCustomUsbLog, ALogThatAsksForItStaysInItsFileOnTheSameDate)
+TEST_F(LogDaemonCustomUsbLog, ALogThatAsksForItStaysInItsFileOnTheSameLocalDate)
 {
-    moveWest();
     daemon->configureCustomLogUsb(1, "boiler", {10});
-    daemon->startCustomUsbLog(1, 1, false);
-    inspector->customLoggers()[1]->setRestartAtDateChange(true);
+    for (const char* name : {"<-12>12", "<+14>-14"})
+    {
+        const TimeZone zone(name);
+        daemon->startCustomUsbLog(1, 1, false);
+        inspector->customLoggers()[1]->setRestartAtDateChange(true);
 
-    inspector->customLogsTick();
+        inspector->customLogsTick();
 
-    EXPECT_EQ(files(), QStringList("boiler-123456-1.csv"));
+        daemon->stopCustomUsbLog(1);
+    }
+
+    EXPECT_EQ(files(), QStringList({"boiler-123456-1.csv", "boiler-123456-2.csv"}));
 }
 
 TEST_F(LogDaemonCustomUsbLog, ThePassLeavesFailedLogsAndEmptyEntriesAlone)
 {
-    moveWest();
+    const TimeZone west("<-12>12");
     failToStart(1);
     inspector->customLoggers()[1]->setRestartAtDateChange(true);
     inspector->customLoggers()[2] = nullptr;
 
-    moveEast();
+    const TimeZone east("<+14>-14");
     inspector->customLogsTick();
 
     EXPECT_FALSE(daemon->isCustomUsbLogActive(1));
