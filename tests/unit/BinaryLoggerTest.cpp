@@ -346,6 +346,16 @@ protected:
 
 // What it is
 
+// First in the file: later ones of the same process find the module registered.
+TEST_F(BinaryLoggerTest, TheFirstOneRegistersItsModuleForAll)
+{
+    const BinaryLogger second(directory.path(), 1, nullptr);
+
+    // The trace itself is the process's to open.
+    const std::vector<std::string> history = platform.history();
+    EXPECT_EQ(std::count(history.begin(), history.end(), "p7zemo_traceRegisterModule ? BinaryLogger"), 1);
+}
+
 TEST_F(BinaryLoggerTest, IsOfTypeThreeWithIndexZero)
 {
     EXPECT_EQ(logger.getType(), 3);
@@ -545,6 +555,23 @@ TEST_F(BinaryLoggerTest, TheIntervalHoldsForwardOnly)
 
     EXPECT_EQ(content().mid(8).toHex(), "000000640000006e0000006e000000320000003c");
     slow.stop();
+}
+
+TEST_F(BinaryLoggerTest, ATimeMoreThanHalfThe32BitsAheadIsTakenForOneBeforeItsInterval)
+{
+    begin({});
+
+    EXPECT_FALSE(logger.log(0x80000000U, {}));
+}
+
+TEST_F(BinaryLoggerTest, TheIntervalHoldsAcrossTheMiddleOfThe32Bits)
+{
+    OpenedBinaryLogger slow(directory.path(), 10, nullptr);
+    ASSERT_TRUE(slow.start(false));
+
+    EXPECT_TRUE(slow.log(0x7ffffffbU, {}));
+    EXPECT_FALSE(slow.log(0x80000000U, {}));
+    EXPECT_TRUE(slow.log(0x80000005U, {}));
 }
 
 TEST_F(BinaryLoggerTest, ANewIdRestartsInANewFileWithTheNewColumnsInHeadAndRows)

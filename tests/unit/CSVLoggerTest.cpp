@@ -497,6 +497,17 @@ TEST_F(CSVLoggerTest, ATimeMoreThanHalfThe32BitsAheadIsTakenForOneBeforeItsInter
     EXPECT_FALSE(logger.log(0x80000000U, {}));
 }
 
+TEST_F(CSVLoggerTest, AStepBackOfHalfThe32BitsOrMoreWritesNothing)
+{
+    begin();
+    logger.log(0x70000000U, {});
+    logger.log(0xe0000000U, {});
+
+    EXPECT_FALSE(logger.log(0x10000000U, {}));
+    EXPECT_FALSE(logger.log(0x60000000U, {}));
+    EXPECT_TRUE(logger.log(0x60000001U, {}));
+}
+
 TEST_F(CSVLoggerTest, TheLastSecondOf32BitsIsWritten)
 {
     begin();
@@ -505,7 +516,7 @@ TEST_F(CSVLoggerTest, TheLastSecondOf32BitsIsWritten)
     logger.log(0xe0000000U, {});
     logger.log(0xffffffffU, {});
 
-    EXPECT_EQ(rowTimes().last(), "2106-02-07 06:28:15");
+    EXPECT_EQ(rowTimes(), (QList<QByteArray>{timeText(0x70000000), timeText(0xe0000000), "2106-02-07 06:28:15"}));
 }
 
 // Locks
