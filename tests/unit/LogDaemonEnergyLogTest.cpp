@@ -1,6 +1,7 @@
 #include "EnergyLogFile.h"
 #include "FakePlatform.h"
 #include "LogDaemonInspector.h"
+#include "LoggerTestSupport.h"
 #include "RunOnQueue.h"
 #include "Termination.h"
 #include "Trace.h"
@@ -13,7 +14,6 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <climits>
 #include <cmath>
 #include <functional>
@@ -240,13 +240,6 @@ public:
 private:
     std::function<void()> m_onWork;
 };
-
-/// Whether a thread of this process sleeps, as one does that waits for a lock.
-bool isAsleep(pid_t thread)
-{
-    const QByteArray status = EnergyLogFile::content(QStringLiteral("/proc/self/task/%1/stat").arg(thread));
-    return status.mid(status.lastIndexOf(')')).startsWith(") S");
-}
 
 /// Refuses everything written to it.
 class FullDevice : public QIODevice
@@ -481,24 +474,10 @@ TEST_F(LogDaemonEnergyLogTest, WithoutADriveTheExportIsRefusedAndNothingIsAnnoun
 TEST_F(LogDaemonEnergyLogTest, TheCallLooksForTheDriveUnderStateMutex)
 {
     LogDaemonInspector inspector(*daemon);
-    std::atomic<pid_t> caller = 0;
-    std::atomic<bool> hasReturned = false;
-    bool result = true;
 
-    inspector.stateMutex().lock();
-    std::thread call(
-        [&]
-        {
-            caller = gettid();
-            result = exportMonths({}, {});
-            hasReturned = true;
-        });
-    EXPECT_TRUE(QTest::qWaitFor([&] { return hasReturned || isAsleep(caller); }, deadlineMs));
-    inspector.usbPath().clear();
-    inspector.stateMutex().unlock();
-    call.join();
-
-    EXPECT_FALSE(result) << "the drive went while another had the lock";
+    EXPECT_FALSE(answerBehind(
+        inspector.stateMutex(), [&] { inspector.usbPath().clear(); }, [&] { return exportMonths({}, {}); }))
+        << "the drive went while another had the lock";
     ASSERT_TRUE(waitForThreads());
 }
 
