@@ -1,8 +1,8 @@
 #pragma once
 
-#include <QSemaphore>
-
+#include <chrono>
 #include <exception>
+#include <semaphore>
 #include <unistd.h>
 
 /// While it lives an exception that nothing catches does not end the process: it is noted, and its thread goes no
@@ -26,7 +26,7 @@ public:
     /// Waits for the end of the process; true if an exception of this type brought it about.
     template <class Exception> bool isBroughtAboutBy() const
     {
-        if (!s_reached.tryAcquire(1, DeadlineMs) || !s_error)
+        if (!s_reached.try_acquire_for(Deadline) || !s_error)
         {
             return false;
         }
@@ -45,7 +45,7 @@ public:
     }
 
 private:
-    static constexpr int DeadlineMs = 20000;
+    static constexpr auto Deadline = std::chrono::seconds(20);
 
     [[noreturn]] static void note()
     {
@@ -57,7 +57,7 @@ private:
         }
     }
 
-    inline static QSemaphore s_reached{0};
+    inline static std::binary_semaphore s_reached{0};
     inline static std::exception_ptr s_error;
     std::terminate_handler m_before;
 };
