@@ -19,7 +19,8 @@
 // customUsbLogStarted, customUsbLogStopped and hasSettingsOnUSBChanged: an operation that does either has a guard of
 // its own or takes its caller's as an argument, opens it, acts and closes it again, so a caller must expect members to
 // have changed. The serial number is asked for with stateMutex held where a log gets a new file (but for the start of a
-// custom one) and where an internal log is removed: a platform that is silent just then holds up the tick.
+// custom one, snapshots and conversions) and where an internal log is removed: a platform that is silent just then
+// holds up the tick.
 // A guard opens the mutex only if it is the one lock on it that the thread holds, so such an operation is never called
 // by a method that has locked on its own account as well.
 // valuesUpdated is raised with stateMutex held: the loggers' log slots run inside the tick. So are saveSettings and
@@ -29,5 +30,5 @@
 // - FileLogger::updateParameters takes fileMutex and then, through BinaryLogger::stop, logMutex. log takes them the
 //   other way round. It is safe because log and updateParameters of one logger come from one thread: a USB logger is
 //   moved to queueThread right after construction and both arrive there or under stateMutex.
-// - saveSysInfoToUsb reads usbPath without stateMutex, so a drive that comes or goes at that moment can mislead it.
+// - saveSysInfoToUsb reads usbPath without stateMutex, and reading it while a drive comes or goes is a race.
 // - Every lock waits for ever. There is no path for a lock that cannot be had.

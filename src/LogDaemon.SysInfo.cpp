@@ -20,8 +20,8 @@ QString folderTime()
 
 bool LogDaemon::saveSysInfoToUsb()
 {
-    // usbPath is read without stateMutex on purpose, as no export takes a lock; a drive that comes or goes at this very
-    // moment is the price.
+    // usbPath is read without stateMutex on purpose, as the copies take no lock either; that a drive may come or go at
+    // this very moment is the price.
     char acL_command[200] = {};
     const int iL_length = std::snprintf(acL_command, sizeof(acL_command), "/usr/bin/getdebugfile.sh USB %s sys_info",
                                         usbPath.toUtf8().constData());

@@ -142,7 +142,7 @@ QString FileLogger::nextLogFilePath(bool continueLog)
 
 bool FileLogger::openBinaryFile(bool continueLog)
 {
-    const bool bL_usable = openFile(dataStream, QIODevice::NotOpen, continueLog);
+    const bool bL_usable = openFile(dataStream, {}, continueLog);
     if (dataStream)
     {
         dataStream->setVersion(QDataStream::Qt_5_6);
