@@ -83,8 +83,11 @@ TEST(PacedClock, StopsAtSpeedZeroAndGoesOnFromThere)
             return clock.now() == stopped;
         }));
 
+    const auto before = steady_clock::now();
     clock.setSpeed(60);
     EXPECT_TRUE(waitUntil([&] { return clock.now() > stopped; }));
+    const qint64 wentOn = stopped.msecsTo(clock.now());
+    EXPECT_LE(wentOn, std::chrono::ceil<std::chrono::milliseconds>(steady_clock::now() - before).count() * 60);
 }
 
 TEST(Soak, TwentyMinutesAroundMidnightAtThirtyTimesTheSpeedLeaveNothingBehind)

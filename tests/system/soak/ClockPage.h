@@ -13,8 +13,8 @@
 /// another one here.
 struct ClockPage
 {
-    /// How far the clock runs by itself behind the point that was last set. When whoever drives it isn't let run it
-    /// stands still, as nobody else on the machine gets anything done then.
+    /// How far the clock runs by itself behind the point that was last set. It stands still when whoever drives it
+    /// isn't let run, as the others on its processor aren't either.
     static constexpr std::int64_t longestRun = 4'000'000;
 
     std::int64_t start = 0;                 ///< the wall clock where the page's time is 0, since the epoch
@@ -58,6 +58,8 @@ struct ClockPage
     }
 
 private:
+    static_assert(std::atomic<std::int64_t>::is_always_lock_free, "processes share it, some of them to read only");
+
     std::int64_t timeAt(std::int64_t machine) const
     {
         return reached + std::clamp<std::int64_t>(machine - since, 0, longestRun) * speed;

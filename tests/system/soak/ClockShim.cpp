@@ -3,7 +3,6 @@
 
 #include "ClockPage.h"
 
-#include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
 #include <poll.h>

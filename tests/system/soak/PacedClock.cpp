@@ -14,6 +14,12 @@ namespace
 {
 
 constexpr std::chrono::milliseconds betweenSteps{2};
+static_assert(2 * betweenSteps <= std::chrono::nanoseconds(ClockPage::longestRun), "steps don't stop the clock");
+
+std::chrono::milliseconds milliseconds(std::int64_t nanoseconds)
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::nanoseconds(nanoseconds));
+}
 
 void unmap(ClockPage* page)
 {
@@ -31,7 +37,8 @@ ClockPage* newPage(const QString& path)
     return new (memory) ClockPage;
 }
 
-// Those that run by the clock have the priority of the process, and they shall not keep it back.
+// Those that run by the clock have the priority of the process, and they shall not keep it back. Whoever claims a
+// real-time priority sees to it that the next one may be had.
 void goBeforeOthers()
 {
     sched_param priority{};
@@ -79,7 +86,12 @@ QDateTime PacedClock::now() const
 
 std::chrono::milliseconds PacedClock::stoodStill() const
 {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::nanoseconds(stood));
+    return milliseconds(stood);
+}
+
+std::chrono::milliseconds PacedClock::longestStop() const
+{
+    return milliseconds(longest);
 }
 
 void PacedClock::drive()
@@ -87,7 +99,9 @@ void PacedClock::drive()
     goBeforeOthers();
     while (!ending)
     {
-        stood += page->goOn(wantedSpeed);
+        const std::int64_t stop = page->goOn(wantedSpeed);
+        stood += stop;
+        longest = std::max<std::int64_t>(longest, stop);
         std::this_thread::sleep_for(betweenSteps);
     }
 }

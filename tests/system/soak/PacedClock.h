@@ -12,8 +12,10 @@ struct ClockPage;
 
 /// A clock for a daemon that runs several times as fast as ours, but only while the machine lets it run: a thread
 /// drives it in steps of two milliseconds, and where that thread is held up for longer than four, by the host of a
-/// virtual machine for one, the clock stands still. What the daemon then misses, it misses by itself. Of its waits only
-/// those on descriptors (`poll`) follow the clock, which are all that its event loop does.
+/// virtual machine for one, the clock stands still. What the daemon then misses, it misses by itself. On the same
+/// processor a single call into the kernel that takes the daemon longer than that stops the clock as well; how long it
+/// stood is told. Of the daemon's waits only those on descriptors (`poll`) follow the clock, which are all that its
+/// event loop does.
 class PacedClock
 {
 public:
@@ -34,6 +36,7 @@ public:
 
     /// For how long of the machine's time the clock stood still.
     std::chrono::milliseconds stoodStill() const;
+    std::chrono::milliseconds longestStop() const;
 
 private:
     void drive();
@@ -42,6 +45,7 @@ private:
     const std::unique_ptr<ClockPage, void (*)(ClockPage*)> page;
     std::atomic<int> wantedSpeed;
     std::atomic<std::int64_t> stood = 0;
+    std::atomic<std::int64_t> longest = 0;
     std::atomic<bool> ending = false;
     std::thread thread;
 };

@@ -14,20 +14,21 @@ struct SoakPlan
     qint64 seconds = 0;
     int speed = 60;
     int historyHours = 72;  ///< how far the daemon's history in memory reaches back
-    bool everyTick = false; ///< none may be missed, else a fifth: others may want the processor at the same time
+    bool everyTick = false; ///< every one is wanted, else four of five: others may want the processor at the same time
 };
 
 /// What came of it.
 struct SoakReport
 {
     qint64 ticks = 0;      ///< seconds of the daemon's clock, each of which is a tick
-    qint64 missed = 0;     ///< those of them in which the platform wasn't asked for values
+    qint64 missed = 0;     ///< by how many fewer times than that the platform was asked for values
     qint64 seconds = 0;    ///< between the first and the last row of each run of the main log
     qint64 withoutRow = 0; ///< those of them; a tick may fall into the second before or after its own
     qint64 longestGap = 0;
-    std::chrono::milliseconds stoodStill{0}; ///< time in which the machine let nothing run, and so the clock neither
-    int midnights = 0;                       ///< how many the main log went through
-    int runs = 0;                            ///< of the main log, each on a stick that had just come in
+    std::chrono::milliseconds stoodStill{0};  ///< time in which the machine let nothing run, and so the clock neither
+    std::chrono::milliseconds longestStop{0}; ///< the longest piece of it
+    int midnights = 0;                        ///< how many the main log went through
+    int runs = 0;                             ///< of the main log, each on a stick that had just come in
     int snapshots = 0;
     int energyHours = 0;
     ProcessFigures first; ///< after the first stick
@@ -53,6 +54,8 @@ public:
 private:
     bool begin();
     void live();
+    /// Until then, or until there is no daemon any more.
+    void waitFor(const QDateTime& due);
     void act(int step);
     void changeStick();
     void beginLogs();
