@@ -3,7 +3,6 @@
 #include <atomic>
 #include <ctime>
 #include <sys/syscall.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 namespace
@@ -35,24 +34,5 @@ extern "C"
         }
         *result = {static_cast<time_t>(steered), 0};
         return 0;
-    }
-
-    int gettimeofday(timeval* result, void* /*zone*/) noexcept
-    {
-        timespec now{};
-        clock_gettime(CLOCK_REALTIME, &now);
-        *result = {now.tv_sec, now.tv_nsec / 1000};
-        return 0;
-    }
-
-    time_t time(time_t* result) noexcept
-    {
-        timespec now{};
-        clock_gettime(CLOCK_REALTIME, &now);
-        if (result)
-        {
-            *result = now.tv_sec;
-        }
-        return now.tv_sec;
     }
 }

@@ -7,7 +7,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/mman.h>
-#include <sys/time.h>
 
 namespace
 {
@@ -67,23 +66,6 @@ extern "C"
         default:
             return static_cast<int>(syscall(SYS_clock_gettime, clock, result));
         }
-    }
-
-    int gettimeofday(timeval* result, void* /*zone*/) noexcept
-    {
-        timespec now{};
-        clock_gettime(CLOCK_REALTIME, &now);
-        *result = {now.tv_sec, now.tv_nsec / 1000};
-        return 0;
-    }
-
-    time_t time(time_t* result) noexcept
-    {
-        timespec now{};
-        clock_gettime(CLOCK_REALTIME, &now);
-        if (result)
-            *result = now.tv_sec;
-        return now.tv_sec;
     }
 
     int ppoll(pollfd* descriptors, nfds_t count, const timespec* timeout, const sigset_t* signals)
