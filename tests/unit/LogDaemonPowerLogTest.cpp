@@ -693,6 +693,13 @@ int tracedMs(FakePlatform& platform, const std::string& function, const QString&
     return QString::fromStdString(onlyMatch(platform, 2, function, text + " \\d+ ms")).section(' ', -2, -2).toInt();
 }
 
+/// Whether that can be the milliseconds of something with a pause in it. It is measured by another clock than the pause
+/// is; in microseconds it would be beyond the bound.
+bool fitsThePause(int ms)
+{
+    return ms >= PauseMs / 2 && ms < 20000;
+}
+
 } // namespace
 
 TEST(PowerLogOutcome, TimesAreMilliseconds)
@@ -703,8 +710,7 @@ TEST(PowerLogOutcome, TimesAreMilliseconds)
     stage.hourlyFile();
 
     const int fetched = tracedMs(stage.platform, "PowerLogExportSingleType", "Retrieved 0 power log entries in");
-    EXPECT_GE(fetched, PauseMs);
-    EXPECT_LT(fetched, 20000);
+    EXPECT_TRUE(fitsThePause(fetched)) << fetched;
 }
 
 TEST(PowerLogOutcome, TheTimeOfAFileIncludesThatOfItsRecords)
@@ -715,8 +721,10 @@ TEST(PowerLogOutcome, TheTimeOfAFileIncludesThatOfItsRecords)
     stage.daemon.PowerLogExportToUsb("en_GB");
 
     EXPECT_TRUE(stage.finish());
-    EXPECT_GE(tracedMs(stage.platform, "PowerLogExportFunction", "Exported hourly power log in"), PauseMs);
-    EXPECT_GE(tracedMs(stage.platform, "PowerLogExportFunction", "Exported quarterly power log in"), PauseMs);
+    const int hourly = tracedMs(stage.platform, "PowerLogExportFunction", "Exported hourly power log in");
+    const int quarterly = tracedMs(stage.platform, "PowerLogExportFunction", "Exported quarterly power log in");
+    EXPECT_TRUE(fitsThePause(hourly)) << hourly;
+    EXPECT_TRUE(fitsThePause(quarterly)) << quarterly;
 }
 
 TEST(PowerLogOutcome, AFailedHourlyFileMeansThatNoQuarterlyFileIsMade)
