@@ -80,6 +80,13 @@ QList<uint32_t> timesIn(const QByteArray& binaryLog, int columns = 1)
     return times;
 }
 
+// 0 for a log without rows.
+uint32_t lastTimeIn(const QString& path)
+{
+    const QList<uint32_t> times = timesIn(contentOf(path));
+    return times.value(times.size() - 1);
+}
+
 // Counts how often it was stopped.
 class CountingLogger : public Logger
 {
@@ -618,7 +625,8 @@ TEST_F(LogDaemonRamLog, EachLiveRowIsWrittenOnceBehindTheHistory)
     }
 
     daemon->saveRamLogToInternalMem(60, 60);
-    const uint32_t live = timesIn(contentOf(internalLog(0))).last() + 1;
+    const uint32_t live = lastTimeIn(internalLog(0)) + 1;
+    ASSERT_GE(live, start);
     for (uint32_t step = 0; step < 5; ++step)
     {
         sample(live + step);
@@ -649,8 +657,8 @@ TEST_F(LogDaemonRamLog, TwoSnapshotsInInternalMemoryAtOnceHaveIdsOfTheirOwnAndBo
     const uint32_t live = nowSecs() + 1;
     sample(live);
 
-    EXPECT_EQ(timesIn(contentOf(internalLog(0))).last(), live);
-    EXPECT_EQ(timesIn(contentOf(internalLog(1))).last(), live);
+    EXPECT_EQ(lastTimeIn(internalLog(0)), live);
+    EXPECT_EQ(lastTimeIn(internalLog(1)), live);
 }
 
 TEST_F(LogDaemonRamLog, TheNumberingSurvivesARestartOfTheDaemon)
@@ -738,7 +746,7 @@ TEST_F(LogDaemonRamLog, ALogThatIsStillBeingWrittenIsConvertedUpToItsLastRow)
     sample(live + 1, 56);
 
     EXPECT_EQ(rowsOf(usbLog(), "\tFlow [l/s]").last().values, "\t55");
-    EXPECT_EQ(timesIn(contentOf(internalLog(0))).last(), live + 1);
+    EXPECT_EQ(lastTimeIn(internalLog(0)), live + 1);
 }
 
 TEST_F(LogDaemonRamLog, AConversionGoesToTheFolderThatItWasAskedFor)
@@ -838,7 +846,7 @@ TEST_F(LogDaemonRamLog, ARemovalLeavesTheOtherSnapshotsRunning)
     sample(live);
 
     EXPECT_EQ(inspector->pendingSaves().size(), 1);
-    EXPECT_EQ(timesIn(contentOf(internalLog(1))).last(), live);
+    EXPECT_EQ(lastTimeIn(internalLog(1)), live);
 }
 
 TEST_F(LogDaemonRamLog, ARemovalLeavesASnapshotToTheStickOfTheSameNumberRunning)
