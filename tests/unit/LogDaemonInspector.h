@@ -1,8 +1,7 @@
 #pragma once
 
 #include "LogDaemon.h"
-
-#include <thread>
+#include "Mutexes.h"
 
 /// Looks inside a LogDaemon and calls the steps of its tick on the calling thread.
 class LogDaemonInspector
@@ -89,18 +88,7 @@ public:
     /// Whether another thread could take stateMutex now.
     bool isStateMutexFree()
     {
-        bool free = false;
-        std::thread other(
-            [&]
-            {
-                free = m_daemon.stateMutex.tryLock();
-                if (free)
-                {
-                    m_daemon.stateMutex.unlock();
-                }
-            });
-        other.join();
-        return free;
+        return !isTaken(m_daemon.stateMutex);
     }
 
     void refreshParameters(const QString& locale)

@@ -1,4 +1,5 @@
 #include "FakePlatform.h"
+#include "Mutexes.h"
 #include "RecordingLogger.h"
 
 #include "LogConfig.h"
@@ -12,8 +13,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <functional>
+#include <future>
 #include <iterator>
 #include <map>
 #include <memory>
@@ -201,7 +202,8 @@ protected:
     /// Replays and does it again if the second changed meanwhile. `make` gets the present time and fills the logger.
     int64_t replayAtKnownTime(RecordingLogger& target, const std::function<QDateTime(int64_t now)>& make)
     {
-        for (;;)
+        constexpr int Attempts = 100;
+        for (int attempt = 0; attempt < Attempts; ++attempt)
         {
             target.times.clear();
             target.rows.clear();
@@ -214,6 +216,8 @@ protected:
                 return now;
             }
         }
+        ADD_FAILURE() << "no replay was through within a second";
+        return 0;
     }
 
     /// Replays a value that is older than all limits, from the time that `beginOf` finds for the present one.
@@ -1104,30 +1108,22 @@ TEST_F(RAMLoggerTest, AReplayHoldsTheLockForItsRowsAndReleasesItBeforeTheFlush)
 bool waitsForTheReplay(RAMLogger& logger, const std::function<void()>& work)
 {
     RecordingLogger target;
-    std::atomic<bool> done = false;
-    std::vector<bool> seen;
-    std::thread worker;
+    std::future<void> end;
+    bool waits = false;
     target.onLog = [&]
     {
-        if (!worker.joinable())
+        if (!end.valid())
         {
-            worker = std::thread(
-                [&]
-                {
-                    work();
-                    done = true;
-                });
-            // Time enough for work that doesn't wait.
-            QThread::msleep(200);
-            seen.push_back(done);
+            end = beginAndWait(work);
+            waits = !isThrough(end);
         }
     };
     logger.log(static_cast<uint32_t>(QDateTime::currentSecsSinceEpoch() - 10), row({{1, 5}}));
 
     logger.replayTo(&target, at(0), false);
-    worker.join();
+    end.get();
 
-    return seen == std::vector<bool>{false} && done;
+    return waits;
 }
 
 TEST_F(RAMLoggerTest, ADestructionWaitsForTheReplayThatIsUnderWay)
