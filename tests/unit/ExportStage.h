@@ -2,17 +2,18 @@
 
 #include "FakePlatform.h"
 #include "FakeSync.h"
+#include "Files.h"
+#include "FullMedium.h"
 #include "LogDaemonInspector.h"
 
 #include <QDate>
 #include <QDir>
-#include <QFile>
+#include <QRecursiveMutex>
 #include <QTemporaryDir>
 
-#include <csignal>
-#include <functional>
+#include <chrono>
+#include <future>
 #include <mutex>
-#include <sys/resource.h>
 
 /// What every export needs: the platform, a stick in it, the daemon, and a "sync" that is looked at.
 struct ExportStage
@@ -41,14 +42,16 @@ struct ExportStage
         platform.serial = QString(300, '9');
     }
 
-    /// Whether every question that `work` put to the platform, and there was one, came without stateMutex.
-    bool asksWithoutTheMutex(const std::function<void()>& work)
+    /// Whether `work` comes to its end on another thread while this one holds stateMutex.
+    template <class Work> bool runsWithoutTheMutex(Work work)
     {
-        QList<bool> free;
-        platform.onCall = [&](const char*) { free.append(inspector.isStateMutexFree()); };
-        work();
-        platform.onCall = nullptr;
-        return !free.isEmpty() && !free.contains(false);
+        QRecursiveMutex& mutex = inspector.stateMutex();
+        mutex.lock();
+        std::future<void> end = std::async(std::launch::async, work);
+        const bool came = end.wait_for(std::chrono::seconds(20)) == std::future_status::ready;
+        mutex.unlock();
+        end.get();
+        return came;
     }
 
     QStringList onStick() const
@@ -67,43 +70,4 @@ struct ExportStage
     QTemporaryDir stick;
     LogDaemon daemon{nullptr};
     LogDaemonInspector inspector{daemon};
-};
-
-inline QByteArray contentsOf(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<no such file>");
-}
-
-inline void makeFile(const QString& path, const QByteArray& contents)
-{
-    QFile file(path);
-    file.open(QIODevice::WriteOnly);
-    file.write(contents);
-}
-
-/// While it lives no file of this process grows beyond `bytes`: what a stick without space does to a writer.
-class FileSizeLimit
-{
-public:
-    explicit FileSizeLimit(rlim_t bytes)
-        : m_oldHandler(std::signal(SIGXFSZ, SIG_IGN))
-    {
-        getrlimit(RLIMIT_FSIZE, &m_oldLimit);
-        const rlimit limit{bytes, m_oldLimit.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-
-    ~FileSizeLimit()
-    {
-        setrlimit(RLIMIT_FSIZE, &m_oldLimit);
-        std::signal(SIGXFSZ, m_oldHandler);
-    }
-
-    FileSizeLimit(const FileSizeLimit&) = delete;
-    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
-private:
-    void (*m_oldHandler)(int);
-    rlimit m_oldLimit{};
 };

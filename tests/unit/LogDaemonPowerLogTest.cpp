@@ -95,7 +95,7 @@ public:
     {
         EXPECT_TRUE(daemon.PowerLogExportHourlyToUsb("en_GB"));
         EXPECT_TRUE(finish());
-        return contentsOf(path(Hourly, 1, ".csv"));
+        return contentOf(path(Hourly, 1, ".csv"));
     }
 
     /// The cells of the one record.
@@ -281,7 +281,7 @@ TEST(PowerLogExport, IsThisFileByteForByte)
 
     EXPECT_TRUE(result);
     EXPECT_TRUE(stage.finish());
-    EXPECT_EQ(contentsOf(stage.path(Quarterly, 1, ".csv")),
+    EXPECT_EQ(contentOf(stage.path(Quarterly, 1, ".csv")),
               "Zeit\u00adpunkt\tA\tB\tC\tGröße\n"
               "2023-11-14 22:13:20\t1.500\t-\t2.250\t3.750\n"
               "2023-11-14 22:28:20\t-3.000\t0.125\t1000000.000\t999997.125\n");
@@ -321,7 +321,7 @@ TEST(PowerLogExport, TheFileIsOpenWhileTheRecordsAreFetched)
     stage.daemon.PowerLogExportHourlyToUsb("en_GB");
 
     EXPECT_TRUE(gate.waitUntilReached());
-    EXPECT_EQ(contentsOf(stage.path(Hourly, 1, ".csv")), "");
+    EXPECT_EQ(contentOf(stage.path(Hourly, 1, ".csv")), "");
     gate.open();
     EXPECT_TRUE(stage.finish());
 }
@@ -759,7 +759,7 @@ TEST(PowerLogOutcome, AFailedQuarterlyFileLeavesTheHourlyOneInPlace)
     EXPECT_FALSE(stage.finish());
     EXPECT_EQ(stage.platform.traceCount(Module, 4, "PowerLogExportFunction", "Failed to export quarterly power log"),
               1);
-    EXPECT_EQ(contentsOf(hourlyPath), "Date\tA\tB\tC\tTotal\n");
+    EXPECT_EQ(contentOf(hourlyPath), "Date\tA\tB\tC\tTotal\n");
 }
 
 TEST(PowerLogOutcome, WithNoDriveTheCallIsTrueAndTheExportCompletesWithFalse)
@@ -780,7 +780,7 @@ TEST(PowerLogOutcome, AWriteThatFailsDoesNotChangeTheResult)
 {
     PowerStage stage;
     stage.platform.hourlyPower = QList<PowerLogRecord>(5000, PowerLogRecord{0, 1, 2, 3});
-    const FileSizeLimit limit(1000);
+    const FullMedium limit(1000);
 
     stage.daemon.PowerLogExportHourlyToUsb("en_GB");
 

@@ -1,5 +1,5 @@
 #include "ExportStage.h"
-#include "LoggerTestSupport.h"
+#include "TimeZone.h"
 
 #include <QLocale>
 
@@ -94,7 +94,8 @@ TEST(DateTimeText, ADateThatDoesNotExistHasNoText)
     EXPECT_EQ(dateTimeText(makeTime(2023, 2, 30, 1, 2, 3)), QString());
 }
 
-// As a time that passes on every clock, it would be shown as it is.
+// Qt has no text for a time that the local clock skips, in its later versions that of an hour beside it; taken as one
+// of UTC it would stand unchanged.
 TEST(DateTimeText, ATimeThatTheLocalClockLeavesOutIsNotShownAsIfItHadBeen)
 {
     const TimeZone berlin("Europe/Berlin");
@@ -149,13 +150,13 @@ TEST(OpenLogFile, OpensForWritingOnlyTruncatedAndNotAsText)
 TEST(OpenLogFile, TakesTheFirstNumberThatIsFree)
 {
     ExportStage stage;
-    makeFile(stage.path("a_", 1, ".txt"), "first");
-    makeFile(stage.path("a_", 3, ".txt"), "third");
+    writeFile(stage.path("a_", 1, ".txt"), "first");
+    writeFile(stage.path("a_", 3, ".txt"), "third");
 
     const LogFilePtr file = stage.inspector.openLogFile("a_", ".txt", QString());
 
     EXPECT_EQ(file->fileName(), stage.path("a_", 2, ".txt"));
-    EXPECT_EQ(contentsOf(stage.path("a_", 1, ".txt")), "first");
+    EXPECT_EQ(contentOf(stage.path("a_", 1, ".txt")), "first");
 }
 
 TEST(OpenLogFile, AnEmptyPrefixStillGetsTheDate)
@@ -354,7 +355,7 @@ TEST(OpenLogFile, TakesNoLock)
 {
     ExportStage stage;
 
-    EXPECT_TRUE(stage.asksWithoutTheMutex([&] { stage.inspector.openLogFile("a_", ".txt", QString()); }));
+    EXPECT_TRUE(stage.runsWithoutTheMutex([&] { EXPECT_TRUE(stage.inspector.openLogFile("a_", ".txt", QString())); }));
 }
 
 TEST(CreateUsbFolder, MakesANumberedFolderAndAnswersItsPath)
@@ -487,7 +488,7 @@ TEST(CreateUsbFolder, TakesNoLock)
 {
     ExportStage stage;
 
-    EXPECT_TRUE(stage.asksWithoutTheMutex([&] { stage.daemon.createUsbFolder("p_", QString()); }));
+    EXPECT_TRUE(stage.runsWithoutTheMutex([&] { EXPECT_NE(stage.daemon.createUsbFolder("p_", QString()), ""); }));
 }
 
 TEST(CreateUsbFolder, WithNoDriveItFailsAtOnceAndSearchesNoName)
@@ -505,7 +506,7 @@ TEST(CreateUsbFolder, WithNoDriveItFailsAtOnceAndSearchesNoName)
 TEST(CreateUsbFolder, AFolderThatCannotBeMadeIsTraced)
 {
     ExportStage stage;
-    makeFile(stage.stick.filePath("file"), "in the way");
+    writeFile(stage.stick.filePath("file"), "in the way");
 
     const QString folder = stage.daemon.createUsbFolder("p_", "file");
 
