@@ -5,6 +5,7 @@
 #include "LogConfig.h"
 #include "LogDaemonAdaptor.h"
 #include "LogDaemonInspector.h"
+#include "LoggerTestSupport.h"
 #include "SignalRecorder.h"
 #include "logging/RAMLogger.h"
 
@@ -80,7 +81,7 @@ QList<QDateTime> endSnapshots(LogDaemonCtrl& control)
             }
         },
         Qt::BlockingQueuedConnection);
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    deleteDeferred();
     return pending.keys();
 }
 
@@ -439,7 +440,6 @@ TEST_F(LogDaemonControl, ASnapshotToInternalMemoryTakesItsHistoryFromTheConfigur
 
 TEST_F(LogDaemonControl, ASaveOfTheSettingsPassesItsTypeOn)
 {
-    const FakeSync sync;
     const QTemporaryDir stick;
     platform.drives = {stick.path()};
     LogDaemonCtrl control;

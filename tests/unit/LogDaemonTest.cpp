@@ -1,13 +1,14 @@
+#include "ExpectedMethods.h"
 #include "FakePlatform.h"
 #include "LogConfig.h"
 #include "LogDaemonInspector.h"
 #include "LoggerInspector.h"
+#include "LoggerTestSupport.h"
 #include "RecordingLogger.h"
 #include "logging/CSVLogger.h"
 #include "logging/RAMLogger.h"
 #include "settings/SettingsManager.h"
 
-#include <QMetaMethod>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -97,13 +98,6 @@ protected:
         return target.rows.empty() ? QList<int>() : target.rows.back().keys();
     }
 
-    static void writeFile(const QString& path, const QByteArray& content)
-    {
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(content);
-    }
-
     std::vector<std::string> operations()
     {
         std::vector<std::string> names;
@@ -119,56 +113,40 @@ protected:
     std::unique_ptr<LogDaemon> made;
 };
 
-struct MethodRow
-{
-    int index;
-    QMetaMethod::MethodType type;
-    const char* signature;
-    const char* names;
-};
-
 } // namespace
 
 TEST_F(LogDaemonTest, MetaObjectHoldsTheMethodsInTheirOrder)
 {
-    const MethodRow rows[] = {
-        {0, QMetaMethod::Signal, "valuesUpdated(uint32_t,QMap<int32_t,DataValue>)", "u32L_timestamp objL_values"},
-        {1, QMetaMethod::Signal, "parametersUpdated(QMap<int32_t,Metadata>,QMap<int32_t,Metadata>)",
-         "objL_logParametersAll objL_logParametersConstrained"},
-        {2, QMetaMethod::Signal, "saveSettings(QString,uint)", "objL_path u32L_saveType"},
-        {3, QMetaMethod::Signal, "restoreSettings(QString)", "objL_path"},
-        {4, QMetaMethod::Signal, "saveSettingsStarted()", ""},
-        {5, QMetaMethod::Signal, "saveSettingsFinished(bool)", "bL_result"},
-        {6, QMetaMethod::Signal, "restoreSettingsStarted()", ""},
-        {7, QMetaMethod::Signal, "restoreSettingsFinished(bool)", "bL_result"},
-        {8, QMetaMethod::Signal, "hasSettingsOnUSBChanged(bool)", "bL_result"},
-        {9, QMetaMethod::Signal, "customUsbLogStarted(int)", "id"},
-        {10, QMetaMethod::Signal, "customUsbLogStopped(int)", "id"},
-        {11, QMetaMethod::Signal, "usbLogStarted()", ""},
-        {12, QMetaMethod::Signal, "usbLogStopped()", ""},
-        {13, QMetaMethod::Signal, "energyLogEntryHourlyAdded(ushort,uchar,uchar,uchar)",
-         "u16L_year u8L_month u8L_day u8L_hour"},
-        {14, QMetaMethod::Signal, "energyLogEntryMonthlyAdded(ushort,uchar)", "u16L_year u8L_month"},
-        {15, QMetaMethod::Signal, "energyLogMonthSummarized(ushort,uchar)", "u16L_year u8L_month"},
-        {16, QMetaMethod::Signal, "energyLogExportStarted()", ""},
-        {17, QMetaMethod::Signal, "energyLogExportCompleted(bool)", "bL_ok"},
-        {18, QMetaMethod::Signal, "PowerLogExportStarted()", ""},
-        {19, QMetaMethod::Signal, "PowerLogExportCompleted(bool)", "result"},
-        {20, QMetaMethod::Slot, "usbDriveInserted(QString)", "objL_path"},
-        {21, QMetaMethod::Slot, "usbDriveRemoved(QString)", "objL_path"},
-        {22, QMetaMethod::Slot, "minute()", ""},
-        {23, QMetaMethod::Slot, "second()", ""},
-    };
-    const QMetaObject& meta = LogDaemon::staticMetaObject;
-
-    ASSERT_EQ(meta.methodCount() - meta.methodOffset(), static_cast<int>(std::size(rows)));
-    for (const MethodRow& row : rows)
-    {
-        const QMetaMethod method = meta.method(meta.methodOffset() + row.index);
-        EXPECT_EQ(method.methodType(), row.type) << row.signature;
-        EXPECT_EQ(method.methodSignature().toStdString(), row.signature);
-        EXPECT_EQ(method.parameterNames().join(' ').toStdString(), row.names);
-    }
+    expectMethods(LogDaemon::staticMetaObject,
+                  {
+                      {QMetaMethod::Signal, "void", "valuesUpdated(uint32_t,QMap<int32_t,DataValue>)",
+                       "u32L_timestamp objL_values"},
+                      {QMetaMethod::Signal, "void", "parametersUpdated(QMap<int32_t,Metadata>,QMap<int32_t,Metadata>)",
+                       "objL_logParametersAll objL_logParametersConstrained"},
+                      {QMetaMethod::Signal, "void", "saveSettings(QString,uint)", "objL_path u32L_saveType"},
+                      {QMetaMethod::Signal, "void", "restoreSettings(QString)", "objL_path"},
+                      {QMetaMethod::Signal, "void", "saveSettingsStarted()", ""},
+                      {QMetaMethod::Signal, "void", "saveSettingsFinished(bool)", "bL_result"},
+                      {QMetaMethod::Signal, "void", "restoreSettingsStarted()", ""},
+                      {QMetaMethod::Signal, "void", "restoreSettingsFinished(bool)", "bL_result"},
+                      {QMetaMethod::Signal, "void", "hasSettingsOnUSBChanged(bool)", "bL_result"},
+                      {QMetaMethod::Signal, "void", "customUsbLogStarted(int)", "id"},
+                      {QMetaMethod::Signal, "void", "customUsbLogStopped(int)", "id"},
+                      {QMetaMethod::Signal, "void", "usbLogStarted()", ""},
+                      {QMetaMethod::Signal, "void", "usbLogStopped()", ""},
+                      {QMetaMethod::Signal, "void", "energyLogEntryHourlyAdded(ushort,uchar,uchar,uchar)",
+                       "u16L_year u8L_month u8L_day u8L_hour"},
+                      {QMetaMethod::Signal, "void", "energyLogEntryMonthlyAdded(ushort,uchar)", "u16L_year u8L_month"},
+                      {QMetaMethod::Signal, "void", "energyLogMonthSummarized(ushort,uchar)", "u16L_year u8L_month"},
+                      {QMetaMethod::Signal, "void", "energyLogExportStarted()", ""},
+                      {QMetaMethod::Signal, "void", "energyLogExportCompleted(bool)", "bL_ok"},
+                      {QMetaMethod::Signal, "void", "PowerLogExportStarted()", ""},
+                      {QMetaMethod::Signal, "void", "PowerLogExportCompleted(bool)", "result"},
+                      {QMetaMethod::Slot, "void", "usbDriveInserted(QString)", "objL_path"},
+                      {QMetaMethod::Slot, "void", "usbDriveRemoved(QString)", "objL_path"},
+                      {QMetaMethod::Slot, "void", "minute()", ""},
+                      {QMetaMethod::Slot, "void", "second()", ""},
+                  });
 }
 
 TEST_F(LogDaemonTest, ValuesCanTravelInQueuedConnectionsUnderTheNamesOfTheSignals)
@@ -788,7 +766,7 @@ TEST_F(LogDaemonTest, ASecondServesTheSnapshotsThenTheMainLogThenTheCustomLogsBe
         1, QSharedPointer<FileLogger>(new YesterdaysLogger("custom log", happened, inspector)));
 
     daemon().second();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    deleteDeferred();
 
     EXPECT_EQ(happened,
               QStringList({"sample", "snapshot stops", "main log stops", "custom log stops", "custom log starts"}));

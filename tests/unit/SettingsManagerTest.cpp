@@ -1,4 +1,5 @@
 #include "settings/SettingsManager.h"
+#include "ExpectedMethods.h"
 #include "FakePlatform.h"
 #include "LoggerTestSupport.h"
 #include "Refusal.h"
@@ -7,7 +8,6 @@
 #include <QDate>
 #include <QDir>
 #include <QFile>
-#include <QMetaMethod>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
@@ -161,38 +161,19 @@ struct Stick
     }
 };
 
-struct MethodRow
-{
-    QMetaMethod::MethodType type;
-    const char* result;
-    const char* signature;
-    const char* names;
-};
-
 } // namespace
 
 TEST(SettingsManager, MetaObjectHoldsTheMethodsInTheirOrder)
 {
-    const MethodRow rows[] = {
-        {QMetaMethod::Signal, "void", "saveSettingsStarted()", ""},
-        {QMetaMethod::Signal, "void", "saveSettingsFinished(bool)", "bL_result"},
-        {QMetaMethod::Signal, "void", "restoreSettingsStarted()", ""},
-        {QMetaMethod::Signal, "void", "restoreSettingsFinished(bool)", "bL_result"},
-        {QMetaMethod::Slot, "bool", "saveSettings(QString,uint)", "objL_path u32L_saveType"},
-        {QMetaMethod::Slot, "bool", "restoreSettings(QString)", "objL_path"},
-    };
-    const QMetaObject& meta = SettingsManager::staticMetaObject;
-
-    int index = meta.methodOffset();
-    ASSERT_EQ(meta.methodCount(), index + static_cast<int>(std::size(rows)));
-    for (const MethodRow& row : rows)
-    {
-        const QMetaMethod method = meta.method(index++);
-        EXPECT_EQ(method.methodType(), row.type) << row.signature;
-        EXPECT_STREQ(method.typeName(), row.result) << row.signature;
-        EXPECT_EQ(method.methodSignature().toStdString(), row.signature);
-        EXPECT_EQ(method.parameterNames().join(' ').toStdString(), row.names);
-    }
+    expectMethods(SettingsManager::staticMetaObject,
+                  {
+                      {QMetaMethod::Signal, "void", "saveSettingsStarted()", ""},
+                      {QMetaMethod::Signal, "void", "saveSettingsFinished(bool)", "bL_result"},
+                      {QMetaMethod::Signal, "void", "restoreSettingsStarted()", ""},
+                      {QMetaMethod::Signal, "void", "restoreSettingsFinished(bool)", "bL_result"},
+                      {QMetaMethod::Slot, "bool", "saveSettings(QString,uint)", "objL_path u32L_saveType"},
+                      {QMetaMethod::Slot, "bool", "restoreSettings(QString)", "objL_path"},
+                  });
 }
 
 // Save: the file
