@@ -89,6 +89,17 @@ protected:
         return LogDaemonInspector(daemon());
     }
 
+    /// Puts the parameters on the stick's own list, with "manual" for a unit.
+    void describeByHand(LogDaemonInspector& inspector, const QList<int>& ids)
+    {
+        for (const int id : ids)
+        {
+            Metadata metadata = platform.metadata[id];
+            metadata.unit = QStringLiteral("manual");
+            inspector.manual().insert(id, metadata);
+        }
+    }
+
     /// The parameters that the history in memory keeps. Gives it a sample, as a history without any has no rows.
     QList<int> idsOfHistory()
     {
@@ -537,12 +548,7 @@ TEST_F(LogDaemonTest, UpToMaxManualTheManualMetadataReplacesThatOfUnconstrainedD
     logConfig().maxManual = 1;
     platform.defaultLog = {1, 2, 3, 5};
     LogDaemonInspector inspector = inspect();
-    for (int id : {1, 2, 3, 5})
-    {
-        Metadata metadata = platform.metadata[id];
-        metadata.unit = QStringLiteral("manual");
-        inspector.manual().insert(id, metadata);
-    }
+    describeByHand(inspector, {1, 2, 3, 5});
 
     daemon().minute();
 
@@ -558,12 +564,7 @@ TEST_F(LogDaemonTest, AManualParameterThatTheDefaultListLacksCountsTowardsMaxMan
     logConfig().maxManual = 0;
     platform.defaultLog = {2};
     LogDaemonInspector inspector = inspect();
-    for (int id : {1, 2})
-    {
-        Metadata metadata = platform.metadata[id];
-        metadata.unit = QStringLiteral("manual");
-        inspector.manual().insert(id, metadata);
-    }
+    describeByHand(inspector, {1, 2});
 
     daemon().minute();
 
@@ -577,12 +578,7 @@ TEST_F(LogDaemonTest, AConstrainedParameterKeepsTheDefaultMetadataAndDoesNotCoun
     logConfig().maxManual = 0;
     platform.defaultLog = {1, 2};
     LogDaemonInspector inspector = inspect();
-    for (int id : {1, 2})
-    {
-        Metadata metadata = platform.metadata[id];
-        metadata.unit = QStringLiteral("manual");
-        inspector.manual().insert(id, metadata);
-    }
+    describeByHand(inspector, {1, 2});
 
     daemon().minute();
 
