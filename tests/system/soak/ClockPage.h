@@ -15,7 +15,7 @@ struct ClockPage
 {
     /// How far the clock runs by itself behind the point that was last set. It stands still when whoever drives it
     /// isn't let run, as the others on its processor aren't either.
-    static constexpr std::int64_t longestRun = 4'000'000;
+    static constexpr std::int64_t longestRun = 2'000'000;
 
     std::int64_t start = 0;                 ///< the wall clock where the page's time is 0, since the epoch
     std::int64_t quickest = 0;              ///< no speed is ever higher

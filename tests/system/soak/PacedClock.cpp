@@ -13,7 +13,7 @@
 namespace
 {
 
-constexpr std::chrono::milliseconds betweenSteps{2};
+constexpr std::chrono::milliseconds betweenSteps{1};
 static_assert(2 * betweenSteps <= std::chrono::nanoseconds(ClockPage::longestRun), "steps don't stop the clock");
 
 std::chrono::milliseconds milliseconds(std::int64_t nanoseconds)
