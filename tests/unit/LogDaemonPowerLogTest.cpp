@@ -12,6 +12,7 @@
 #include <cstring>
 #include <limits>
 #include <mutex>
+#include <ostream>
 #include <stdexcept>
 #include <thread>
 
@@ -216,6 +217,12 @@ struct Method
     QStringList asked;
     QStringList prefixes;
 };
+
+/// In the names of the tests, which are the same in every run then.
+void PrintTo(const Method& method, std::ostream* out)
+{
+    *out << method.name;
+}
 
 class PowerLogMethod : public testing::TestWithParam<Method>
 {
