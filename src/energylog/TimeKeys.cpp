@@ -38,8 +38,9 @@ qint64 dateToSeconds(ushort year, uchar month, uchar day, uchar hour)
     // When the clock goes back, hours come twice, and which of the two QDateTime takes depends on what the C library
     // converted last. Always the first, which has the offset of the day before, or else one hour could have two rows.
     const qint64 s64L_offsetBefore = offsetAt(s64L_key - secondsPerDay);
-    const qint64 s64L_first = s64L_key + offsetAt(s64L_key) - s64L_offsetBefore;
-    return offsetAt(s64L_first) == s64L_offsetBefore ? s64L_first : s64L_key;
+    const qint64 s64L_back = s64L_offsetBefore - offsetAt(s64L_key);
+    const bool bL_second = s64L_back != 0 && offsetAt(s64L_key - s64L_back) == s64L_offsetBefore;
+    return bL_second ? s64L_key - s64L_back : s64L_key;
 }
 
 qint64 HourKeys::keyOf(const LocalHour& objL_hour)
