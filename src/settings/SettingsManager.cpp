@@ -111,12 +111,11 @@ bool isAtHome(const QFileInfo& objL_file)
 }
 
 /// A stick may hold anything in the place of the file: a pipe that blocks whoever opens it, a device that never ends, a
-/// link that leads out of the stick, more bytes than the memory.
+/// link that leads out of the stick, more bytes than the memory or a message to the service takes.
 bool isReadable(const QString& objL_path)
 {
     const QFileInfo objL_file(objL_path);
-    return objL_file.isFile() && isAtHome(objL_file) &&
-           objL_file.size() <= SettingsManager::MaxHeaderBytes + SettingsManager::MaxPayloadBytes;
+    return objL_file.isFile() && isAtHome(objL_file) && objL_file.size() <= SettingsManager::MaxFileBytes;
 }
 
 /// Reads the header line and returns its digest, decoded; empty for a file of the older form, which has none.

@@ -12,10 +12,10 @@ class SettingsManager : public QObject
     Q_OBJECT
 
 public:
-    /// Of a restore: longer headers do not parse, larger files count as files that can't be opened. The payload limit
-    /// is the largest array that the bus could carry to the service.
+    /// Of a restore: longer headers do not parse, larger files count as files that can't be opened. The bus cuts off
+    /// whoever sends more than 32 MiB, so it is no larger than what one message carries to the service.
     static constexpr qint64 MaxHeaderBytes = 1024LL * 1024;
-    static constexpr qint64 MaxPayloadBytes = 64LL * 1024 * 1024;
+    static constexpr qint64 MaxFileBytes = 31LL * 1024 * 1024;
 
     /// Relays the restore signals of DataManagementClient::instance, which must exist.
     explicit SettingsManager(QObject* parent);

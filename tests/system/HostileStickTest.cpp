@@ -212,6 +212,26 @@ TEST_F(HostileStick, ASettingsHeaderOfAHundredMegabytesIsRefusedUnread)
     RecordProperty("grown by KiB", static_cast<int>(grown));
 }
 
+TEST_F(HostileStick, SettingsAreHandedOverUpToWhatTheBusCarriesAndNoFurther)
+{
+    QByteArray content = "[ZEMOSET;20150102;Pump]\n";
+    content += QByteArray(31 * 1024 * 1024 - content.size(), 's');
+    const QString stick = rig.insertStick("usb1", {{"STORE.SET", content}});
+    ASSERT_TRUE(rig.waitForStick(stick));
+
+    EXPECT_TRUE(rig.logd().restoreSettingsFromUSB());
+    EXPECT_TRUE(rig.logdSignals().waitFor("restoreSettingsFinished"));
+    EXPECT_EQ(rig.logdSignals().lastArguments("restoreSettingsFinished"), QVariantList({true}));
+    content += QByteArray(9 * 1024 * 1024, 's');
+    rig.scratch.writeFile(stick + "/STORE.SET", content);
+    EXPECT_TRUE(rig.logd().restoreSettingsFromUSB());
+    EXPECT_TRUE(rig.logdSignals().waitFor("restoreSettingsFinished", 2));
+
+    EXPECT_EQ(rig.logdSignals().lastArguments("restoreSettingsFinished"), QVariantList({false}));
+    EXPECT_EQ(rig.platform.callCount("restoreSettings"), 1u);
+    expectServing(stick);
+}
+
 TEST_F(HostileStick, NamesOfAnyBytesAreLeftAlone)
 {
     const QString stick = rig.scratch.makeStick("usb1");

@@ -973,12 +973,21 @@ TEST(SettingsManager, AHeaderBeyondTheLimitFailsToParseThoughItBeginsWellAndItsT
     EXPECT_LE(errors[0].size(), size_t(SettingsManager::MaxHeaderBytes) + 100);
 }
 
-TEST(SettingsManager, AHundredMegabytesWithoutALineFeedCannotBeOpened)
+TEST(SettingsManager, AFileAsLargeAsAMessageMayBeIsHandedOn)
 {
     Stick stick;
-    QFile file(stick.path());
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    ASSERT_TRUE(file.resize(100000000));
+    writeFile(stick.path(), "[ZEMOSET;20150102;Pump]\n");
+    ASSERT_TRUE(QFile::resize(stick.path(), SettingsManager::MaxFileBytes));
+
+    EXPECT_TRUE(stick.restore());
+    EXPECT_EQ(stick.platform.restoredSettings().size(), SettingsManager::MaxFileBytes - 24);
+}
+
+TEST(SettingsManager, AFileOfOneByteMoreCannotBeOpened)
+{
+    Stick stick;
+    writeFile(stick.path(), "[ZEMOSET;20150102;Pump]\n");
+    ASSERT_TRUE(QFile::resize(stick.path(), SettingsManager::MaxFileBytes + 1));
 
     stick.expectRefusedRestore("Settings: Restore failed - unable to open file: " + stick.path().toStdString());
 }
