@@ -47,6 +47,9 @@ const QStringList operations = {
     QStringLiteral("getAlarms"),
 };
 
+// What stays known when nobody answers any more.
+const QStringList lasting = {QStringLiteral("getSerial")};
+
 // The operations, in the order of the list above, that answered with something.
 QStringList answering(hardware::UsbClient& usb)
 {
@@ -138,8 +141,24 @@ TEST_F(StandinClients, AnAbsentServiceGivesEmptyResultsAtOnce)
 
     const QStringList answered = answering(usb);
 
-    EXPECT_EQ(answered, QStringList());
+    EXPECT_EQ(answered, lasting);
     EXPECT_LT(timer.elapsed(), 2000);
+}
+
+TEST_F(StandinClients, TheSerialNumberIsThatOfTheLastAnswer)
+{
+    services.vanish();
+    const QString absent = system::SystemClient::instance->getSerial();
+    services.lock();
+    services.serial = QStringLiteral("777");
+    services.unlock();
+    services.appear();
+    const QString present = system::SystemClient::instance->getSerial();
+    services.fail(QStringLiteral("getSerial"));
+
+    EXPECT_EQ(absent, QStringLiteral("123456"));
+    EXPECT_EQ(present, QStringLiteral("777"));
+    EXPECT_EQ(system::SystemClient::instance->getSerial(), QStringLiteral("777"));
 }
 
 TEST_F(StandinClients, AFailingServiceGivesEmptyResultsAtOnce)
@@ -153,7 +172,7 @@ TEST_F(StandinClients, AFailingServiceGivesEmptyResultsAtOnce)
 
     const QStringList answered = answering(usb);
 
-    EXPECT_EQ(answered, QStringList());
+    EXPECT_EQ(answered, lasting);
     EXPECT_LT(timer.elapsed(), 2000);
 }
 
@@ -169,9 +188,9 @@ TEST_F(StandinClients, OneFailingOperationLeavesTheOthersAlone)
 TEST_F(StandinClients, ASilentServiceIsWaitedForFiveSecondsForValuesAndTwentyFiveForTheRest)
 {
     services.beSilent(QStringLiteral("getValues"));
-    services.beSilent(QStringLiteral("getSerial"));
+    services.beSilent(QStringLiteral("getDeviceName"));
     qint64 forValues = 0;
-    qint64 forSerial = 0;
+    qint64 forName = 0;
     QElapsedTimer timer;
     timer.start();
 
@@ -181,15 +200,15 @@ TEST_F(StandinClients, ASilentServiceIsWaitedForFiveSecondsForValuesAndTwentyFiv
             EXPECT_TRUE(data::DataManagementClient::instance->getValues({1}).isEmpty());
             forValues = timer.elapsed();
         });
-    EXPECT_TRUE(system::SystemClient::instance->getSerial().isEmpty());
-    forSerial = timer.elapsed();
+    EXPECT_TRUE(system::SystemClient::instance->getDeviceName().isEmpty());
+    forName = timer.elapsed();
     values.join();
 
     // Qt may end a wait a twentieth early.
     EXPECT_GE(forValues, 4700);
     EXPECT_LT(forValues, 9000);
-    EXPECT_GE(forSerial, 23700);
-    EXPECT_LT(forSerial, 29000);
+    EXPECT_GE(forName, 23700);
+    EXPECT_LT(forName, 29000);
 }
 
 TEST_F(StandinClients, ACallStartsNoService)
@@ -235,19 +254,19 @@ TEST_F(StandinClients, AnOperationThatFailsAndIsAnsweredAgainIsTracedOnceEach)
 TEST_F(StandinClients, AServiceThatComesBackFailingIsBackAllTheSame)
 {
     services.vanish();
-    EXPECT_EQ(system::SystemClient::instance->getSerial(), QString());
+    EXPECT_EQ(system::SystemClient::instance->getDeviceName(), QString());
     forgetTrace();
 
-    services.fail(QStringLiteral("getSerial"));
+    services.fail(QStringLiteral("getDeviceName"));
     services.appear();
-    EXPECT_EQ(system::SystemClient::instance->getSerial(), QString());
+    EXPECT_EQ(system::SystemClient::instance->getDeviceName(), QString());
 
     EXPECT_EQ(tracedLines(),
               (std::vector<TraceLine>{
                   {"zemo", 1, "The platform's services are back"},
-                  {"zemo", 4, "getSerial is not answered: org.freedesktop.DBus.Error.Failed: as asked"}}));
-    services.recover(QStringLiteral("getSerial"));
-    EXPECT_EQ(system::SystemClient::instance->getSerial(), services.serial);
+                  {"zemo", 4, "getDeviceName is not answered: org.freedesktop.DBus.Error.Failed: as asked"}}));
+    services.recover(QStringLiteral("getDeviceName"));
+    EXPECT_EQ(system::SystemClient::instance->getDeviceName(), services.deviceName);
 }
 
 TEST_F(StandinClients, AnAnswerOfAnotherTypeIsNoAnswer)
@@ -257,7 +276,7 @@ TEST_F(StandinClients, AnAnswerOfAnotherTypeIsNoAnswer)
         services.answerOddly(operation, 4.5);
     }
 
-    EXPECT_EQ(answering(usb), QStringList());
+    EXPECT_EQ(answering(usb), lasting);
     EXPECT_EQ(tracedLines().size(), static_cast<size_t>(operations.size()));
 }
 
@@ -278,16 +297,16 @@ TEST_F(StandinClients, ColumnsThatDoNotFitTogetherAreNoAnswer)
 
 TEST_F(StandinClients, AServiceThatDiesOverACallEndsTheWaiting)
 {
-    services.beSilent(QStringLiteral("getSerial"));
+    services.beSilent(QStringLiteral("getDeviceName"));
     QElapsedTimer timer;
     timer.start();
 
-    std::thread caller([] { EXPECT_TRUE(system::SystemClient::instance->getSerial().isEmpty()); });
+    std::thread caller([] { EXPECT_TRUE(system::SystemClient::instance->getDeviceName().isEmpty()); });
     const auto asked = [&]
     {
         const auto calls = services.calls();
         return std::count_if(calls.begin(), calls.end(),
-                             [](const auto& call) { return call.operation == "getSerial"; });
+                             [](const auto& call) { return call.operation == "getDeviceName"; });
     };
     while (asked() < 2 && timer.elapsed() < deadline)
     {

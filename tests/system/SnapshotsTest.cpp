@@ -271,6 +271,20 @@ TEST_F(Snapshots, TheNumberingGoesOnBehindARestartOfTheDaemon)
     EXPECT_EQ(namesIn(internal()), QStringList({"123456-1.blf", "123456-2.blf", "123456-3.blf"}));
 }
 
+TEST_F(Snapshots, OneThatIsTakenWithoutThePlatformHasAnIdOfItsOwn)
+{
+    startWithStick();
+    EXPECT_EQ(rig.logd().saveRamLogToInternalMem().value(), 0u);
+
+    rig.platform.stop();
+    EXPECT_EQ(rig.logd().saveRamLogToInternalMem().value(), 1u);
+    ASSERT_TRUE(rig.startPlatform());
+    EXPECT_EQ(namesIn(internal()), QStringList({"123456-1.blf", "123456-2.blf"}));
+    EXPECT_TRUE(rig.logd().removeLogFromInternalMem(1));
+
+    EXPECT_EQ(namesIn(internal()), QStringList("123456-1.blf"));
+}
+
 TEST_F(Snapshots, ARemovalDuringTheFutureEndsTheSnapshotAndFreesItsId)
 {
     startWithStick();
