@@ -31,9 +31,13 @@ public:
 
     void flush() override;
 
+    /// With its dot.
     virtual QString getFileExtension() = 0;
+    /// The first part of the file's name. What is set counts from the next new file on.
     virtual QString getBaseName() = 0;
     virtual void setBaseName(const QString& objL_baseName) = 0;
+    /// Whether a file is open and takes rows; false also after a start that could not open it. Takes no lock: no start,
+    /// stop or updateParameters may be under way on another thread.
     virtual bool isRunning();
 
     /// Name, serial number and "%1" for the number, then the extension.

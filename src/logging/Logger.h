@@ -42,12 +42,15 @@ public:
 
     /// Begins a log; true when it can take rows.
     virtual bool start(bool continueLog) = 0;
+    /// Ends the log, if one runs; always true.
     virtual bool stop() = 0;
+    /// Hands to the system what is still buffered. Any thread; a logger without a file does nothing.
     virtual void flush();
 
 public slots:
     /// Takes one set of values; true when it was kept.
     virtual bool log(uint32_t u32L_timestamp, QMap<int32_t, DataValue> objL_values) = 0;
+    /// Names the parameters that are to be kept.
     virtual void updateParameters(QMap<int32_t, Metadata> objL_logParameters) = 0;
 
 private:
