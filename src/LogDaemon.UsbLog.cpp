@@ -125,7 +125,7 @@ bool LogDaemon::startUsbLog(StateLocker& locker, int interval, bool raiseSignal,
             SLOT(log(uint32_t, QMap<int32_t, DataValue>)));
     usbLogger->setRestartAtDateChange(true);
     usbLogger->updateParameters(logParametersAll);
-    usbLogger->start(continueLog); // it can say true with no file open: isRunning decides
+    usbLogger->start(continueLog);
     if (!usbLogger->isRunning())
     {
         usbLogger->deleteLater();
