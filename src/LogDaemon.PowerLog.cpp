@@ -11,6 +11,7 @@
 #include <cmath>
 #include <mutex>
 #include <thread>
+#include <tuple>
 #include <utility>
 
 using zemo::data::PowerLogClient;
@@ -185,25 +186,20 @@ bool LogDaemon::PowerLogExportFunction(const QString& locale, std::optional<Powe
         ZEMO_TRACE(traceModule(), 4, "Failed to retrieve header texts (even empty ones)");
         return false;
     }
-    if (hourly)
+    for (const auto& [pL_source, pL_prefix, pL_name] :
+         {std::tuple{&hourly, "powerlog_hourly_", "hourly"}, std::tuple{&quarterly, "powerlog_15_min_", "quarterly"}})
     {
-        const auto objL_start = std::chrono::system_clock::now();
-        if (!PowerLogExportSingleType(objL_texts, "powerlog_hourly_", *hourly))
+        if (!*pL_source)
         {
-            ZEMO_TRACE(traceModule(), 4, "Failed to export hourly power log");
+            continue;
+        }
+        const auto objL_start = std::chrono::system_clock::now();
+        if (!PowerLogExportSingleType(objL_texts, pL_prefix, **pL_source))
+        {
+            ZEMO_TRACE(traceModule(), 4, "Failed to export %s power log", pL_name);
             return false;
         }
-        ZEMO_TRACE(traceModule(), 2, "Exported hourly power log in %lld ms", millisecondsSince(objL_start));
-    }
-    if (quarterly)
-    {
-        const auto objL_start = std::chrono::system_clock::now();
-        if (!PowerLogExportSingleType(objL_texts, "powerlog_15_min_", *quarterly))
-        {
-            ZEMO_TRACE(traceModule(), 4, "Failed to export quarterly power log");
-            return false;
-        }
-        ZEMO_TRACE(traceModule(), 2, "Exported quarterly power log in %lld ms", millisecondsSince(objL_start));
+        ZEMO_TRACE(traceModule(), 2, "Exported %s power log in %lld ms", pL_name, millisecondsSince(objL_start));
     }
     return true;
 }
