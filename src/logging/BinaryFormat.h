@@ -23,6 +23,12 @@ constexpr int64_t TableEntrySize = 4;
 /// The time that begins a row.
 constexpr int TimeSize = 4;
 
+/// Whether parameters of this var type have a place in the rows.
+constexpr bool isStored(uint8_t u8L_varType)
+{
+    return u8L_varType == zemo::data::VarTypeInteger;
+}
+
 /// Bytes that a value of this var size takes in a row; a code without a meaning takes one byte of 0.
 constexpr int valueWidth(uint8_t u8L_varSize)
 {
@@ -43,6 +49,26 @@ constexpr int valueWidth(uint8_t u8L_varSize)
 constexpr bool isUnsigned(uint8_t u8L_varSize)
 {
     return u8L_varSize >= zemo::data::VarSizeUint8 && u8L_varSize <= zemo::data::VarSizeUint32;
+}
+
+/// The number that stands in that many bytes, without a sign. `Byte` is any type of one byte.
+template <class Byte> constexpr uint64_t number(const Byte* pL_bytes, int iL_width)
+{
+    uint64_t u64L_number = 0;
+    for (int i = 0; i < iL_width; ++i)
+    {
+        u64L_number = u64L_number << 8 | static_cast<uint8_t>(pL_bytes[i]);
+    }
+    return u64L_number;
+}
+
+/// The value of this var size that stands at `pL_bytes`.
+template <class Byte> constexpr int64_t decode(uint8_t u8L_varSize, const Byte* pL_bytes)
+{
+    const int iL_width = valueWidth(u8L_varSize);
+    const auto s64L_number = static_cast<int64_t>(number(pL_bytes, iL_width));
+    const int iL_shift = 64 - 8 * iL_width;
+    return isUnsigned(u8L_varSize) ? s64L_number : s64L_number << iL_shift >> iL_shift;
 }
 
 } // namespace BinaryFormat

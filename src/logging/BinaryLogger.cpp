@@ -2,7 +2,7 @@
 
 #include "Trace.h"
 #include "logging/BinaryFormat.h"
-#include "logging/ReusedRow.h"
+#include "logging/BinaryRows.h"
 #include "logging/ValueLookup.h"
 
 #include <zemo/DataManagementClient.h>
@@ -11,7 +11,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QMutexLocker>
-#include <QTextStream>
 #include <QtEndian>
 
 #include <exception>
@@ -24,11 +23,6 @@ const QString& extension()
 {
     static const QString objS_extension = QStringLiteral(".blf");
     return objS_extension;
-}
-
-bool isStored(uint8_t u8L_varType)
-{
-    return u8L_varType == zemo::data::VarTypeInteger;
 }
 
 void encode(uint8_t u8L_varSize, long long value, char* pL_target)
@@ -52,121 +46,6 @@ void encode(uint8_t u8L_varSize, long long value, char* pL_target)
     }
 }
 
-long long decode(uint8_t u8L_varSize, const char* pL_source)
-{
-    switch (u8L_varSize)
-    {
-    case zemo::data::VarSizeInt16:
-        return qFromBigEndian<qint16>(pL_source);
-    case zemo::data::VarSizeInt32:
-        return qFromBigEndian<qint32>(pL_source);
-    case zemo::data::VarSizeUint8:
-        return static_cast<quint8>(*pL_source);
-    case zemo::data::VarSizeUint16:
-        return qFromBigEndian<quint16>(pL_source);
-    case zemo::data::VarSizeUint32:
-        return qFromBigEndian<quint32>(pL_source);
-    default:
-        return static_cast<qint8>(*pL_source);
-    }
-}
-
-/// The rows of a file, one after the other.
-class RowReader
-{
-public:
-    /// Reads the parameter table. What the file does not hold reads as zeros.
-    RowReader(QDataStream& objL_stream, quint32 u32L_count)
-    {
-        for (quint32 u32L_entry = 0; u32L_entry < u32L_count; ++u32L_entry)
-        {
-            addColumn(objL_stream);
-        }
-        findLayout();
-    }
-
-    const QList<int>& ids() const
-    {
-        return columnIds;
-    }
-
-    /// Reads the next row. A number of it that the file does not hold whole is 0.
-    void next(QDataStream& objL_stream)
-    {
-        available = objL_stream.readRawData(bytes.data(), static_cast<int>(bytes.size()));
-        row.beginChanges();
-        for (const Column& objL_column : columns)
-        {
-            row.at(objL_column.place)
-                .setIntValue(isAvailable(objL_column.offset, BinaryFormat::valueWidth(objL_column.varSize))
-                                 ? decode(objL_column.varSize, bytes.constData() + objL_column.offset)
-                                 : 0);
-        }
-    }
-
-    uint32_t time() const
-    {
-        return isAvailable(0, BinaryFormat::TimeSize) ? qFromBigEndian<quint32>(bytes.constData()) : 0;
-    }
-
-    const QMap<int32_t, DataValue>& values() const
-    {
-        return row.values();
-    }
-
-private:
-    struct Column
-    {
-        size_t place;
-        int offset;
-        uint8_t varSize;
-    };
-
-    void addColumn(QDataStream& objL_stream)
-    {
-        qint16 s16L_varId = 0;
-        qint8 s8L_varType = 0;
-        qint8 s8L_varSize = 0;
-        objL_stream >> s16L_varId >> s8L_varType >> s8L_varSize;
-        const auto u16L_varId = static_cast<quint16>(s16L_varId);
-        DataValue objL_value;
-        objL_value.setVarId(u16L_varId);
-        objL_value.setVarType(static_cast<uint8_t>(s8L_varType));
-        objL_value.setVarSize(static_cast<uint8_t>(s8L_varSize));
-        objL_value.setIsOk(true);
-        columnIds.append(u16L_varId);
-        row.addColumn(u16L_varId, objL_value);
-    }
-
-    // Of two entries with one id the last one tells for both how the value is stored.
-    void findLayout()
-    {
-        row.beginChanges();
-        int iL_offset = BinaryFormat::TimeSize;
-        for (size_t iL_place = 0; iL_place < static_cast<size_t>(columnIds.size()); ++iL_place)
-        {
-            const DataValue& objL_value = row.at(iL_place);
-            if (isStored(objL_value.getVarType()))
-            {
-                columns.push_back({iL_place, iL_offset, objL_value.getVarSize()});
-                iL_offset += BinaryFormat::valueWidth(objL_value.getVarSize());
-            }
-        }
-        bytes.resize(iL_offset);
-    }
-
-    bool isAvailable(int iL_offset, int iL_width) const
-    {
-        return iL_offset + iL_width <= available;
-    }
-
-    QList<int> columnIds;
-    std::vector<Column> columns; ///< those that have a value in a row
-    ReusedRow row;
-    QByteArray bytes;  ///< of one row
-    int available = 0; ///< how many of them the file held
-};
-
 bool readMagic(QDataStream& objL_stream)
 {
     quint32 u32L_magic = 0;
@@ -182,10 +61,17 @@ QString dateOf(const QFile& objL_file)
         .toString(QStringLiteral("yyyyMMdd"));
 }
 
-// A stream that can't be read is never at its end, so its status counts too.
-bool hasRow(const QDataStream& objL_stream)
+void play(BinaryRows& objL_rows, const QString& objL_baseName, FileLogger* target)
 {
-    return !objL_stream.atEnd() && objL_stream.status() == QDataStream::Ok;
+    target->updateParameters(
+        zemo::data::DataManagementClient::instance->getMetadata(objL_rows.ids(), QStringLiteral("en_GB")));
+    target->setBaseName(objL_baseName);
+    target->start(false);
+    while (objL_rows.next())
+    {
+        target->log(objL_rows.time(), objL_rows.values());
+    }
+    target->stop();
 }
 
 } // namespace
@@ -239,7 +125,7 @@ void BinaryLogger::findColumns()
     qsizetype iL_offset = BinaryFormat::TimeSize;
     for (const Metadata& objL_each : std::as_const(parameters))
     {
-        if (isStored(objL_each.varType))
+        if (BinaryFormat::isStored(objL_each.varType))
         {
             columns.push_back({objL_each.varId, objL_each.varType, objL_each.varSize, iL_offset});
             iL_offset += BinaryFormat::valueWidth(objL_each.varSize);
@@ -341,12 +227,8 @@ bool BinaryLogger::read(const QString& path, FileLogger* target)
             return false;
         }
         QDataStream objL_stream(&objL_file);
-        if (objL_stream.status() != QDataStream::Ok)
-        {
-            return false;
-        }
         objL_stream.setVersion(QDataStream::Qt_5_6);
-        if (!readMagic(objL_stream))
+        if (objL_stream.status() != QDataStream::Ok || !readMagic(objL_stream))
         {
             return false;
         }
@@ -357,17 +239,8 @@ bool BinaryLogger::read(const QString& path, FileLogger* target)
             ZEMO_TRACE(traceModule(), 4, "Got unusual high number of parameters: %u", u32L_count);
             return false;
         }
-        RowReader objL_rows(objL_stream, u32L_count);
-        target->updateParameters(
-            zemo::data::DataManagementClient::instance->getMetadata(objL_rows.ids(), QStringLiteral("en_GB")));
-        target->setBaseName(dateOf(objL_file));
-        target->start(false);
-        while (hasRow(objL_stream))
-        {
-            objL_rows.next(objL_stream);
-            target->log(objL_rows.time(), objL_rows.values());
-        }
-        target->stop();
+        BinaryRows objL_rows(objL_stream, u32L_count);
+        play(objL_rows, dateOf(objL_file), target);
         return true;
     }
     catch (const std::exception& objL_exception)
