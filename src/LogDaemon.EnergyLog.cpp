@@ -16,18 +16,18 @@ class Decimal
 {
 public:
     explicit Decimal(qint64 s64L_value)
-        : end(std::to_chars(buffer, buffer + sizeof buffer, s64L_value).ptr)
+        : length(std::to_chars(buffer, buffer + sizeof buffer, s64L_value).ptr - buffer)
     {
     }
 
     QByteArrayView text() const
     {
-        return {buffer, end};
+        return {buffer, length};
     }
 
 private:
     char buffer[20];
-    const char* end;
+    qsizetype length;
 };
 
 void appendTwoDigits(QByteArray& objL_row, int iL_number)
