@@ -54,8 +54,16 @@ LogConfig& logConfig()
 
 void setDefaults(LogConfig& objL_config)
 {
-    objL_config = LogConfig{100, 20, 259200, 3600, 600, 259200, 0, 3300, 300, {}};
-    setPath(objL_config, "/var/zemo/var/log/zemologd");
+    objL_config = LogConfig{.maxDefault = 100,
+                            .maxManual = 20,
+                            .intervalMinute = 259200,
+                            .interval10Sec = 3600,
+                            .interval1Sec = 600,
+                            .usbHistory = 259200,
+                            .usbFuture = 0,
+                            .internalHistory = 3300,
+                            .internalFuture = 300,
+                            .internalPath = "/var/zemo/var/log/zemologd"};
 }
 
 int configIniHandler(void* pL_user, const char* pL_section, const char* pL_key, const char* pL_value)
