@@ -46,6 +46,9 @@ public:
     /// The main log and snapshots that still record are left as they stand.
     ~LogDaemon() override;
 
+    /// The trace module of the class and of the functions beside it, registered by the first call. Any thread.
+    static p7zemo_module_t traceModule();
+
     // Main USB log
 
     /// Starts the log with at least `interval` seconds between two rows. True when it runs, also when it ran before:
@@ -261,13 +264,6 @@ private:
     // LogDaemon.SysInfo.cpp
     bool copyFolderToUsb(const QString& source, const QString& tag);
     bool copyDirectoryTree(const QString& source, const QString& target);
-
-    /// The trace module of the class, valid once an object has been made.
-    static p7zemo_module_t traceModule();
-
-    friend void syncFileSystem();
-    friend int writeModbusLogToCSV(zemo::hardware::UsbClient* client, const QString& prefix,
-                                   const QMap<int32_t, Metadata>& parameters);
 
     QTimer minuteTimer;
     QTimer secondTimer;
