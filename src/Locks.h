@@ -26,9 +26,10 @@
 // valuesUpdated is raised with stateMutex held: the loggers' log slots run inside the tick. So are saveSettings and
 // restoreSettings, which are queued and only leave a note.
 //
-// Exceptions to the order:
-// - FileLogger::updateParameters takes fileMutex and then, through BinaryLogger::stop, logMutex. log takes them the
-//   other way round. It is safe because log and updateParameters of one logger come from one thread: a USB logger is
-//   moved to queueThread right after construction and both arrive there or under stateMutex.
-// - saveSysInfoToUsb reads usbPath without stateMutex, and reading it while a drive comes or goes is a race.
-// - Every lock waits for ever. There is no path for a lock that cannot be had.
+// One exception to the order: FileLogger::updateParameters takes fileMutex and then, through BinaryLogger::stop,
+// logMutex. log takes them the other way round. It is safe because a binary log gets its parameters before it starts
+// and none while it runs. A text log does get some while it runs: its stop takes no mutex, and both calls come under
+// stateMutex.
+//
+// saveSysInfoToUsb reads usbPath without stateMutex, and reading it while a drive comes or goes is a race.
+// Every lock waits for ever. There is no path for a lock that cannot be had.

@@ -24,11 +24,11 @@ public:
     bool stop() override;
 
     /// Feeds the history from `from` up to the second before now to `target`, oldest row first, at the resolution that
-    /// each age still has, then, if `attach`, connects `target` to the live values, and flushes it. `from` is cut to
-    /// 32 bits: one of the decades before 1970 lies in the future and gives no rows.
+    /// each age still has, then, if `attach`, connects `target` to the live values, and flushes it. A `from` in the
+    /// decades before 1970 becomes a 32-bit time in the future and gives no rows.
     ///
-    /// Nothing is stored between the two. Still, a sample of the present second that was stored before is in neither,
-    /// and one that was timed before and is stored afterwards comes live with a time that a row may have had.
+    /// The seam to the live values is one second wide. A sample already stored for the current second is not delivered;
+    /// one that was timed before the replay and is stored after it arrives live and can repeat a row's time.
     ///
     /// Holds listLock for the whole replay, the target's file writes included: sampling waits meanwhile. Call on any
     /// thread, without stateMutex. What target->log returns is ignored.
