@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <string_view>
 #include <thread>
 
 namespace

@@ -2,8 +2,6 @@
 
 #include <p7zemo.h>
 
-#include <QString>
-
 /// Traces one printf-style message with the place and plain function name of the call.
 #define ZEMO_TRACE(module, level, ...) p7zemo_traceAdd(module, level, __LINE__, __FILE__, __func__, __VA_ARGS__)
 

@@ -14,7 +14,6 @@
 #include <QtEndian>
 
 #include <exception>
-#include <vector>
 
 namespace
 {

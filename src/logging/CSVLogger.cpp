@@ -5,11 +5,9 @@
 
 #include <zemo/DataFormat.h>
 
-#include <QDataStream>
 #include <QDate>
 #include <QFile>
 #include <QMutexLocker>
-#include <QTextStream>
 
 namespace
 {
