@@ -51,7 +51,12 @@ protected:
 
     Outcome run(const std::string& arguments) const
     {
-        const std::string line = "cd '" + m_folder.string() + "' && TZ=UTC '" + ZEMOLOG + "' " + arguments + " 2>&1";
+        return shell("TZ=UTC '" ZEMOLOG "' " + arguments);
+    }
+
+    Outcome shell(const std::string& command) const
+    {
+        const std::string line = "cd '" + m_folder.string() + "' && " + command + " 2>&1";
         FILE* pipe = popen(line.c_str(), "r");
         Outcome outcome{0, {}};
         std::array<char, 4096> buffer{};
@@ -95,8 +100,21 @@ TEST_F(Zemolog, AMistakeInTheFileOfIdsIsToldWithItsLine)
 
     const Outcome outcome = run("info a.blf --names names");
 
-    EXPECT_EQ(outcome.exitCode, 70);
+    EXPECT_EQ(outcome.exitCode, 65);
     EXPECT_EQ(outcome.out, "zemolog: names:2: not an id, a tab and a name\n");
+}
+
+TEST_F(Zemolog, AFileOfIdsThatCannotBeReadIsToldWithTheReason)
+{
+    write("a.blf", WorkedExample);
+
+    const Outcome missing = run("info a.blf --names nothing-here");
+    const Outcome folder = run("info a.blf --names .");
+
+    EXPECT_EQ(missing.exitCode, 66);
+    EXPECT_EQ(missing.out, "zemolog: cannot read nothing-here: No such file or directory\n");
+    EXPECT_EQ(folder.exitCode, 66);
+    EXPECT_EQ(folder.out, "zemolog: . is a directory\n");
 }
 
 TEST_F(Zemolog, EveryCutOfABinaryLogIsToldWithThePlaceAndTheGoodRows)
@@ -170,6 +188,7 @@ TEST_F(Zemolog, WhatIsNoLogIsRefused)
     EXPECT_EQ(run("info a.txt").exitCode, 65);
     EXPECT_EQ(run("info nothing-here").exitCode, 66);
     EXPECT_EQ(run("info .").exitCode, 66);
+    EXPECT_EQ(run("check-config nothing-here").out, "zemolog: cannot read nothing-here: No such file or directory\n");
 }
 
 TEST_F(Zemolog, APlotOfAPatternHasTheMatchingColumnsAndNoOther)
@@ -205,8 +224,67 @@ TEST_F(Zemolog, APlotWithoutSuchAColumnSaysSo)
 
     const Outcome outcome = run("plot a.csv -o a.png --column 'Pump*'");
 
-    EXPECT_EQ(outcome.exitCode, 70);
+    EXPECT_EQ(outcome.exitCode, 64);
     EXPECT_NE(outcome.out.find("no column has such a name"), std::string::npos);
+}
+
+TEST_F(Zemolog, APictureOfAnotherKindOrWithoutASizeIsAMistakeOfTheCommandLine)
+{
+    write("a.csv", "\tLevel\n2026-11-15 03:31:47\t1\n");
+
+    const Outcome kind = run("plot a.csv -o a.gif");
+
+    EXPECT_EQ(kind.exitCode, 64);
+    EXPECT_NE(kind.out.find("a.gif ends neither in .png nor in .svg"), std::string::npos) << kind.out;
+    EXPECT_EQ(run("plot a.csv -o a.png --width 0").exitCode, 64);
+    EXPECT_EQ(run("plot a.csv -o a.png --height -1").exitCode, 64);
+}
+
+TEST_F(Zemolog, APictureThatCannotBeWrittenIsToldWithTheReason)
+{
+    write("a.csv", "\tLevel\n2026-11-15 03:31:47\t1\n");
+    shell("mkdir folder.svg");
+
+    const Outcome folder = run("plot a.csv -o folder.svg");
+    const Outcome nowhere = run("plot a.csv -o nowhere/a.svg");
+
+    EXPECT_EQ(folder.exitCode, 73);
+    EXPECT_EQ(folder.out, "zemolog: cannot write folder.svg: Is a directory\n");
+    EXPECT_EQ(nowhere.exitCode, 73);
+    EXPECT_EQ(nowhere.out, "zemolog: cannot write nowhere/a.svg: No such file or directory\n");
+}
+
+TEST_F(Zemolog, ALogWithoutRowsIsNoPicture)
+{
+    write("a.csv", "\tLevel\n");
+
+    const Outcome outcome = run("plot a.csv -o a.svg");
+
+    EXPECT_EQ(outcome.exitCode, 70);
+    EXPECT_EQ(outcome.out, "zemolog: the log has no rows\n");
+    EXPECT_EQ(shell("ls").out, "a.csv\n");
+}
+
+TEST_F(Zemolog, ADamagedLogIsDrawnAsFarAsItIsGoodAndTheDamageTold)
+{
+    write("a.csv", "\tLevel\n2026-11-15 03:31:47\t1\n2026-11-15 03:31:48\t2\n2026-11-15 03:3");
+
+    const Outcome outcome = run("plot a.csv -o a.svg");
+
+    EXPECT_EQ(outcome.exitCode, 65);
+    EXPECT_NE(outcome.out.find("; 2 rows before it are good"), std::string::npos) << outcome.out;
+    EXPECT_NE(read("a.svg").find("Level"), std::string::npos);
+}
+
+TEST_F(Zemolog, ALogThatComesThroughAPipeHasNoSize)
+{
+    write("a.csv", "\tLevel\n2026-11-15 03:31:47\t1\n");
+
+    const Outcome outcome = shell("cat a.csv | '" ZEMOLOG "' info /dev/stdin");
+
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_EQ(outcome.out, "kind:    CSV log\nrows:    1\nfirst:   2026-11-15 03:31:47\n"
+                           "last:    2026-11-15 03:31:47\ncolumns: 1\n  Level\n");
 }
 
 TEST_F(Zemolog, AGoodConfigurationGivesItsValuesAndZero)

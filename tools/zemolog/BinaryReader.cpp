@@ -1,5 +1,6 @@
 #include "BinaryReader.h"
 
+#include "Failure.h"
 #include "logging/BinaryFormat.h"
 
 #include <array>
@@ -42,12 +43,12 @@ void BinaryReader::readHead(const Names& names)
     m_file.read(reinterpret_cast<char*>(head.data()), head.size());
     if (m_file.gcount() != BinaryFormat::HeadSize || number(head.data(), 4) != BinaryFormat::Magic)
     {
-        throw NotALog("not a binary log");
+        throw Failure(ExitData, "not a binary log");
     }
     const auto count = static_cast<uint32_t>(number(head.data() + 4, 4));
     if (count > BinaryFormat::MaximumParameters)
     {
-        throw NotALog("a head with " + std::to_string(count) + " parameters");
+        throw Failure(ExitData, "a head with " + std::to_string(count) + " parameters");
     }
     int64_t width = BinaryFormat::TimeSize;
     for (uint32_t i = 0; i < count; ++i)
@@ -56,7 +57,7 @@ void BinaryReader::readHead(const Names& names)
         m_file.read(reinterpret_cast<char*>(entry.data()), entry.size());
         if (m_file.gcount() != BinaryFormat::TableEntrySize)
         {
-            throw NotALog("the table of parameters is cut off");
+            throw Failure(ExitData, "the table of parameters is cut off");
         }
         m_table.push_back({entry[2], entry[3]});
         m_columns.push_back(names.of(static_cast<int>(number(entry.data(), 2))));

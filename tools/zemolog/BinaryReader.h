@@ -8,7 +8,7 @@
 class BinaryReader : public LogReader
 {
 public:
-    /// `file` stands at its start. Throws NotALog when the head is none.
+    /// `file` stands at its start. Throws Failure when the head is none.
     BinaryReader(std::ifstream file, const Names& names);
 
     std::string kind() const override;

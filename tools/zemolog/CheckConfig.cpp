@@ -1,7 +1,7 @@
 #include "CheckConfig.h"
 
+#include "Files.h"
 #include "LogConfig.h"
-#include "LogReader.h"
 
 #include <ini.h>
 
@@ -85,7 +85,7 @@ bool checkConfig(const std::string& path, std::ostream& out)
     const std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(path.c_str(), "re"), fclose);
     if (!file)
     {
-        throw UnreadableFile("cannot read " + path + ": " + strerror(errno));
+        throw cannotRead(path);
     }
     Check check{path, out, file.get()};
     setDefaults(check.config);

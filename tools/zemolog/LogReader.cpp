@@ -1,24 +1,12 @@
 #include "LogReader.h"
 
 #include "BinaryReader.h"
+#include "Files.h"
 #include "TextReader.h"
-
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
 
 std::unique_ptr<LogReader> openLog(const std::string& path, const Names& names)
 {
-    std::error_code ignored;
-    if (std::filesystem::is_directory(path, ignored))
-    {
-        throw UnreadableFile(path + " is a directory");
-    }
-    std::ifstream file(path, std::ios::binary);
-    if (!file)
-    {
-        throw UnreadableFile("cannot read " + path + ": " + strerror(errno));
-    }
+    std::ifstream file = openInput(path);
     const bool binary = file.peek() == 'Z';
     try
     {
@@ -28,8 +16,8 @@ std::unique_ptr<LogReader> openLog(const std::string& path, const Names& names)
         }
         return std::make_unique<TextReader>(std::move(file));
     }
-    catch (const NotALog& error)
+    catch (const Failure& error)
     {
-        throw NotALog(path + ": " + error.what());
+        throw Failure(error.code, path + ": " + error.what());
     }
 }

@@ -45,15 +45,5 @@ public:
     virtual const std::optional<Damage>& damage() const = 0;
 };
 
-/// Opens `path` by what is in it. Throws UnreadableFile or NotALog.
+/// Opens `path` by what is in it. Throws Failure.
 std::unique_ptr<LogReader> openLog(const std::string& path, const Names& names);
-
-struct UnreadableFile : std::runtime_error
-{
-    using std::runtime_error::runtime_error;
-};
-
-struct NotALog : std::runtime_error
-{
-    using std::runtime_error::runtime_error;
-};

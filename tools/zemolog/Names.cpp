@@ -1,16 +1,12 @@
 #include "Names.h"
 
+#include "Files.h"
+
 #include <charconv>
-#include <fstream>
-#include <stdexcept>
 
 Names Names::read(const std::string& path)
 {
-    std::ifstream file(path);
-    if (!file)
-    {
-        throw std::runtime_error("cannot read " + path);
-    }
+    std::ifstream file = openInput(path);
     Names result;
     std::string line;
     for (int number = 1; std::getline(file, line); ++number)
@@ -24,7 +20,7 @@ Names Names::read(const std::string& path)
         const char* end = line.data() + (tab == std::string::npos ? 0 : tab);
         if (std::from_chars(line.data(), end, id).ptr != end || end == line.data())
         {
-            throw std::runtime_error(path + ":" + std::to_string(number) + ": not an id, a tab and a name");
+            throw Failure(ExitData, path + ":" + std::to_string(number) + ": not an id, a tab and a name");
         }
         result.m_names[id] = line.substr(tab + 1);
     }

@@ -8,7 +8,7 @@ class Names
 {
 public:
     /// Reads lines of an id, a tab and a name; empty lines and lines that begin with "#" are skipped. Throws
-    /// std::runtime_error with file and line.
+    /// Failure, with file and line.
     static Names read(const std::string& path);
 
     /// The name, or "id:" and the number.

@@ -1,12 +1,11 @@
 #include "Plot.h"
 
-#include "Convert.h"
+#include "Files.h"
 
+#include <cerrno>
 #include <filesystem>
 #include <fnmatch.h>
-#include <fstream>
 #include <sstream>
-#include <stdexcept>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -24,7 +23,7 @@ public:
         const int descriptor = mkstemp(m_path.data());
         if (descriptor < 0)
         {
-            throw std::runtime_error("cannot write beside " + beside);
+            throw cannotWrite(beside);
         }
         close(descriptor);
     }
@@ -75,7 +74,7 @@ std::vector<size_t> chosenColumns(const LogReader& log, const std::vector<std::s
     }
     if (chosen.empty())
     {
-        throw std::runtime_error("no column has such a name; `zemolog info` lists them");
+        throw Failure(ExitUsage, "no column has such a name; `zemolog info` lists them");
     }
     return chosen;
 }
@@ -84,15 +83,7 @@ std::string terminalFor(const PlotOptions& options)
 {
     const std::string suffix = std::filesystem::path(options.output).extension();
     const std::string size = std::to_string(options.width) + "," + std::to_string(options.height);
-    if (suffix == ".png")
-    {
-        return "pngcairo noenhanced size " + size;
-    }
-    if (suffix == ".svg")
-    {
-        return "svg noenhanced size " + size;
-    }
-    throw std::runtime_error(options.output + " ends neither in .png nor in .svg");
+    return std::string(suffix == ".svg" ? "svg" : "pngcairo") + " noenhanced size " + size;
 }
 
 time_t secondsOf(const std::string& time, const std::string& format)
@@ -132,29 +123,40 @@ std::string scriptFor(const LogReader& log, const PlotOptions& options, const st
     return script.str();
 }
 
+// Neither makes nor empties it, since there may be nothing to draw.
+void checkTarget(const std::string& path)
+{
+    const std::fstream target(path);
+    if (!target && errno != ENOENT)
+    {
+        throw cannotWrite(path);
+    }
+}
+
 void runGnuplot(const std::string& script)
 {
     FILE* gnuplot = popen("gnuplot", "w");
     if (!gnuplot)
     {
-        throw std::runtime_error("cannot start gnuplot");
+        throw Failure(ExitSoftware, "cannot start gnuplot");
     }
     fputs(script.c_str(), gnuplot);
     const int status = pclose(gnuplot);
     if (WIFEXITED(status) && WEXITSTATUS(status) == 127)
     {
-        throw std::runtime_error("gnuplot is not installed (package gnuplot-nox)");
+        throw Failure(ExitSoftware, "gnuplot is not installed (package gnuplot-nox)");
     }
     if (status != 0)
     {
-        throw std::runtime_error("gnuplot could not draw it");
+        throw Failure(ExitSoftware, "gnuplot could not draw it");
     }
 }
 
 } // namespace
 
-void plot(LogReader& log, const PlotOptions& options)
+Summary plot(LogReader& log, const PlotOptions& options)
 {
+    checkTarget(options.output);
     const TemporaryFile data(options.output);
     const std::string script = scriptFor(log, options, data.path());
     std::ofstream out(data.path(), std::ios::binary);
@@ -162,11 +164,12 @@ void plot(LogReader& log, const PlotOptions& options)
     out.close();
     if (!out)
     {
-        throw std::runtime_error("cannot write beside " + options.output);
+        throw cannotWrite(data.path());
     }
     if (summary.rows == 0)
     {
-        throw std::runtime_error("the log has no rows");
+        throw Failure(ExitSoftware, "the log has no rows");
     }
     runGnuplot(timeLabels(summary, log.timeFormat()) + script);
+    return summary;
 }

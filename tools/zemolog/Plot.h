@@ -1,6 +1,6 @@
 #pragma once
 
-#include "LogReader.h"
+#include "Convert.h"
 
 #include <string>
 #include <vector>
@@ -13,6 +13,6 @@ struct PlotOptions
     int height = 700;
 };
 
-/// Draws the chosen columns over time with gnuplot; a missing value is a gap. Throws std::runtime_error. Rows go to a
+/// Draws the good rows' chosen columns over time with gnuplot; a missing value is a gap. Throws Failure. Rows go to a
 /// temporary file beside the output, so memory does not grow with the log.
-void plot(LogReader& log, const PlotOptions& options);
+Summary plot(LogReader& log, const PlotOptions& options);

@@ -1,5 +1,7 @@
 #include "TextReader.h"
 
+#include "Failure.h"
+
 #include <ctime>
 
 namespace
@@ -62,7 +64,7 @@ TextReader::TextReader(std::ifstream file)
     std::string heading;
     if (!readLine(heading) || m_cut || !isText(heading))
     {
-        throw NotALog("the first line is no heading of a log");
+        throw Failure(ExitData, "the first line is no heading of a log");
     }
     m_columns = fieldsOf(heading);
     m_hasPending = readLine(m_pending);
@@ -83,7 +85,7 @@ void TextReader::recogniseRows()
             return;
         }
     }
-    throw NotALog("the first row has no time that a log would have");
+    throw Failure(ExitData, "the first row has no time that a log would have");
 }
 
 bool TextReader::readLine(std::string& line)
@@ -99,7 +101,7 @@ bool TextReader::readLine(std::string& line)
         }
         if (line.size() == MaximumLine)
         {
-            throw NotALog("a line without an end");
+            throw Failure(ExitData, "a line without an end");
         }
         line += static_cast<char>(letter);
     }

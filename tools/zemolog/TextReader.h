@@ -8,7 +8,7 @@
 class TextReader : public LogReader
 {
 public:
-    /// `file` stands at its start. Throws NotALog when the first lines are none of these.
+    /// `file` stands at its start. Throws Failure when the first lines are none of these.
     explicit TextReader(std::ifstream file);
 
     std::string kind() const override;

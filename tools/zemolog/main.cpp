@@ -1,6 +1,7 @@
 #include "CheckConfig.h"
 #include "CommandLine.h"
 #include "Convert.h"
+#include "Files.h"
 #include "LogReader.h"
 #include "Plot.h"
 
@@ -16,9 +17,12 @@ const char* const Description = "zemolog reads what the logging daemon of the co
                                 "needs no daemon. A file of any size is read a row at a time.";
 
 const std::vector<ExitCodeText> ExitCodes = {
-    {ExitOk, "Done; what was checked is good."},          {ExitUsage, "The command line makes no sense."},
-    {ExitData, "The file is damaged, or no log."},        {ExitNoInput, "The file cannot be read."},
-    {ExitSoftware, "The plot cannot be drawn."},          {ExitCantCreate, "The output cannot be written."},
+    {ExitOk, "Done; what was checked is good."},
+    {ExitUsage, "The command line makes no sense, or names a column that is not there."},
+    {ExitData, "The log is damaged, or none, or the file of names has a mistake."},
+    {ExitNoInput, "A file cannot be read."},
+    {ExitSoftware, "The plot cannot be drawn."},
+    {ExitCantCreate, "The output cannot be written."},
     {ExitConfig, "The configuration file has mistakes."},
 };
 
@@ -51,8 +55,13 @@ int info(const Arguments& arguments)
 {
     const auto log = openLog(arguments.file, namesOf(arguments));
     const Summary summary = summarize(*log);
-    std::cout << "kind:    " << log->kind() << "\nsize:    " << std::filesystem::file_size(arguments.file)
-              << " bytes\nrows:    " << summary.rows << "\n";
+    std::cout << "kind:    " << log->kind() << "\n";
+    std::error_code unknown;
+    if (const auto size = std::filesystem::file_size(arguments.file, unknown); !unknown) // a pipe has none
+    {
+        std::cout << "size:    " << size << " bytes\n";
+    }
+    std::cout << "rows:    " << summary.rows << "\n";
     if (summary.rows > 0)
     {
         std::cout << "first:   " << summary.firstTime << "\nlast:    " << summary.lastTime << "\n";
@@ -82,9 +91,7 @@ int convertTo(LogReader& log, const Arguments& arguments, std::ostream& out)
     out.flush();
     if (!out)
     {
-        std::cerr << "zemolog: cannot write " << (arguments.output.empty() ? "standard output" : arguments.output)
-                  << "\n";
-        return ExitCantCreate;
+        throw cannotWrite(arguments.output.empty() ? "standard output" : arguments.output);
     }
     return reportDamage(log, summary);
 }
@@ -105,8 +112,7 @@ int plotFile(const Arguments& arguments)
     const auto log = openLog(arguments.file, namesOf(arguments));
     PlotOptions options = arguments.plot;
     options.output = arguments.output;
-    plot(*log, options);
-    return ExitOk;
+    return reportDamage(*log, plot(*log, options));
 }
 
 int checkConfigFile(const Arguments& arguments)
@@ -126,28 +132,24 @@ void addNames(CLI::App* command, Arguments& arguments)
     command->add_option("--names", arguments.names, "File with names for a binary log: lines of an id, a tab, a name.");
 }
 
+// What is wrong with the name of a picture; nothing when it is right.
+std::string pictureMistake(const std::string& path)
+{
+    const std::filesystem::path suffix = std::filesystem::path(path).extension();
+    return suffix == ".png" || suffix == ".svg" ? "" : path + " ends neither in .png nor in .svg";
+}
+
 int guarded(int (*work)(const Arguments&), const Arguments& arguments)
 {
-    int code = ExitSoftware;
     try
     {
         return work(arguments);
     }
-    catch (const UnreadableFile& error)
+    catch (const Failure& failure)
     {
-        std::cerr << "zemolog: " << error.what() << "\n";
-        code = ExitNoInput;
+        std::cerr << "zemolog: " << failure.what() << "\n";
+        return failure.code;
     }
-    catch (const NotALog& error)
-    {
-        std::cerr << "zemolog: " << error.what() << "\n";
-        code = ExitData;
-    }
-    catch (const std::exception& error)
-    {
-        std::cerr << "zemolog: " << error.what() << "\n";
-    }
-    return code;
 }
 
 } // namespace
@@ -171,11 +173,17 @@ int main(int argc, char** argv)
     convertCommand->add_option("-o,--output", arguments.output, "Where to write; standard output when left out.");
     addNames(convertCommand, arguments);
     CLI::App* plotCommand = addCommand(app, "plot", "Draws a log over time.", arguments, log);
-    plotCommand->add_option("-o,--output", arguments.output, "The picture, ending in .png or .svg.")->required();
+    plotCommand->add_option("-o,--output", arguments.output, "The picture, ending in .png or .svg.")
+        ->required()
+        ->check(pictureMistake);
     plotCommand->add_option("--column", arguments.plot.patterns,
                             "Title of a column, or a shell pattern such as 'Pump*'; all when left out.");
-    plotCommand->add_option("--width", arguments.plot.width, "Width in pixels.")->default_str("1200");
-    plotCommand->add_option("--height", arguments.plot.height, "Height in pixels.")->default_str("700");
+    plotCommand->add_option("--width", arguments.plot.width, "Width in pixels.")
+        ->check(CLI::PositiveNumber)
+        ->default_str("1200");
+    plotCommand->add_option("--height", arguments.plot.height, "Height in pixels.")
+        ->check(CLI::PositiveNumber)
+        ->default_str("700");
     addNames(plotCommand, arguments);
     CLI::App* configCommand = addCommand(app, "check-config", "Tells what the daemon makes of a configuration file.",
                                          arguments, "The configuration file.");
