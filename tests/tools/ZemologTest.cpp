@@ -164,6 +164,49 @@ TEST_F(Zemolog, AMissingValueIsNullInJson)
               "{\"time\":\"2026-11-15 03:31:47\",\"A\":null,\"B\":1.5,\"C\":\"idle\"}\n");
 }
 
+TEST_F(Zemolog, WhatIsReadIsNotOverwritten)
+{
+    const std::string content = "\tLevel\n2026-11-15 03:31:47\t1\n";
+    write("a.csv", content);
+    write("a.blf", WorkedExample);
+    write("names", "1000\tPower\n");
+    shell("ln a.csv other; ln -s a.csv a.svg");
+
+    for (const char* arguments : {"convert a.csv -o a.csv", "convert a.csv -o ./other", "convert a.csv -o a.svg",
+                                  "plot a.csv -o a.svg", "convert a.blf --names names -o names"})
+    {
+        const Outcome outcome = run(arguments);
+
+        EXPECT_EQ(outcome.exitCode, 73) << arguments;
+        EXPECT_NE(outcome.out.find(" is the same file as "), std::string::npos) << outcome.out;
+    }
+    EXPECT_EQ(read("a.csv"), content);
+    EXPECT_EQ(read("names"), "1000\tPower\n");
+}
+
+TEST_F(Zemolog, AnOutputThatCannotBeWrittenIsToldWithTheReason)
+{
+    write("a.csv", "\tLevel\n2026-11-15 03:31:47\t1\n");
+
+    const Outcome nowhere = run("convert a.csv -o nowhere/b.csv");
+    const Outcome full = run("convert a.csv -o /dev/full");
+
+    EXPECT_EQ(nowhere.exitCode, 73);
+    EXPECT_EQ(nowhere.out, "zemolog: cannot write nowhere/b.csv: No such file or directory\n");
+    EXPECT_EQ(full.exitCode, 73);
+    EXPECT_EQ(full.out, "zemolog: cannot write /dev/full: No space left on device\n");
+}
+
+TEST_F(Zemolog, WhatIsNoLogLeavesTheOutputAsItWas)
+{
+    write("a.txt", "root:x:0:0\nbin:x:1:1\n");
+    write("b.csv", "of before");
+
+    EXPECT_EQ(run("convert a.txt -o b.csv").exitCode, 65);
+
+    EXPECT_EQ(read("b.csv"), "of before");
+}
+
 TEST_F(Zemolog, EveryKindOfTextLogIsToldApart)
 {
     const std::pair<const char*, const char*> files[] = {

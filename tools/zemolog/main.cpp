@@ -96,6 +96,19 @@ int convertTo(LogReader& log, const Arguments& arguments, std::ostream& out)
     return reportDamage(log, summary);
 }
 
+// The output is emptied when it is opened, and a log is read while it is written.
+void refuseOwnInput(const Arguments& arguments)
+{
+    for (const std::string& input : {arguments.file, arguments.names})
+    {
+        std::error_code isNew;
+        if (std::filesystem::equivalent(input, arguments.output, isNew))
+        {
+            throw Failure(ExitCantCreate, arguments.output + " is the same file as " + input + ", which is read");
+        }
+    }
+}
+
 int convert(const Arguments& arguments)
 {
     const auto log = openLog(arguments.file, namesOf(arguments));
@@ -103,13 +116,19 @@ int convert(const Arguments& arguments)
     {
         return convertTo(*log, arguments, std::cout);
     }
+    refuseOwnInput(arguments);
     std::ofstream out(arguments.output, std::ios::binary);
+    if (!out)
+    {
+        throw cannotWrite(arguments.output);
+    }
     return convertTo(*log, arguments, out);
 }
 
 int plotFile(const Arguments& arguments)
 {
     const auto log = openLog(arguments.file, namesOf(arguments));
+    refuseOwnInput(arguments);
     PlotOptions options = arguments.plot;
     options.output = arguments.output;
     return reportDamage(*log, plot(*log, options));
