@@ -178,6 +178,35 @@ TEST(Zemologctl, AMissingBusIsOneJsonValueAndExitCode69)
     EXPECT_EQ(outcome.out.count('\n'), 1);
 }
 
+TEST(Zemologctl, AMistakeOfUsageIsOneJsonValueWhereverJsonIsAskedFor)
+{
+    const QString json = QStringLiteral("--json");
+    const QStringList lines[] = {{json},
+                                 {json, "usb-log", "begin"},
+                                 {"usb-log", "begin", json},
+                                 {"--timeout", "soon", "usb-log", "status", json},
+                                 {"usb-log", "start", "--interval", "fast", json},
+                                 {"energy", "hourly", json, "2024-03-05T07"}};
+    for (const QStringList& line : lines)
+    {
+        const Outcome outcome = runTool(line);
+
+        EXPECT_EQ(outcome.exitCode, 64) << line.join(' ').toStdString();
+        const QJsonObject error = QJsonDocument::fromJson(outcome.out).object()["error"].toObject();
+        EXPECT_FALSE(error["message"].toString().isEmpty()) << outcome.out.toStdString();
+        EXPECT_EQ(outcome.out.count('\n'), 1);
+        EXPECT_EQ(outcome.err, "");
+    }
+}
+
+TEST(Zemologctl, AMistakeOfUsageWithoutJsonIsTheParsersText)
+{
+    const Outcome outcome = runTool({"usb-log", "begin"});
+
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_TRUE(outcome.err.contains("--help")) << outcome.err.toStdString();
+}
+
 TEST(Zemologctl, AnUnknownCommandIsAUsageError)
 {
     EXPECT_EQ(runTool({QStringLiteral("usb-log"), QStringLiteral("begin")}).exitCode, 64);

@@ -1,6 +1,5 @@
 #include "CommandLine.h"
 
-#include <functional>
 #include <iostream>
 #include <sstream>
 
@@ -230,7 +229,7 @@ void addGenerators(CLI::App& app, const std::string& description, const std::vec
         ->group("");
 }
 
-int parseCommandLine(CLI::App& app, int argc, char** argv)
+int parseCommandLine(CLI::App& app, int argc, char** argv, const std::function<void(const std::string&)>& refuse)
 {
     try
     {
@@ -238,7 +237,16 @@ int parseCommandLine(CLI::App& app, int argc, char** argv)
     }
     catch (const CLI::ParseError& error)
     {
-        return app.exit(error) == 0 ? ExitOk : ExitUsage;
+        const bool isMistake = error.get_exit_code() != 0;
+        if (isMistake && refuse)
+        {
+            refuse(error.what());
+        }
+        else
+        {
+            app.exit(error);
+        }
+        return isMistake ? ExitUsage : ExitOk;
     }
     return -1;
 }

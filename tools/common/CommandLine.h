@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <functional>
 #include <string>
 
 // Everything that is said about a command line outside the program is made from the same tree of commands that parses
@@ -26,4 +27,6 @@ std::string zshCompletion(const CLI::App& app);
 std::string manPage(const CLI::App& app, const std::string& description, const std::vector<ExitCodeText>& exitCodes);
 
 /// Parses; on --help, --version or a mistake prints what is due and gives the exit code to end with, or -1 to go on.
-int parseCommandLine(CLI::App& app, int argc, char** argv);
+/// A mistake goes to `refuse` alone where there is one.
+int parseCommandLine(CLI::App& app, int argc, char** argv,
+                     const std::function<void(const std::string& mistake)>& refuse = {});

@@ -34,6 +34,7 @@ Client::Client(const Output& output, const Options& options)
 
 int Client::run(const Command& command, const Given& given)
 {
+    const QVariantList arguments = busArguments(command, given); // a mistake in them is one without a bus as well
     if (!m_bus.isConnected())
     {
         return m_output.error(ExitUnavailable, "NoBus",
@@ -45,8 +46,7 @@ int Client::run(const Command& command, const Given& given)
     }
     const bool period = !command.periodMethod.empty() && given.contains("--from") && !given.at("--from").empty() &&
                         !given.at("--from").front().empty();
-    return call(command, QString::fromStdString(period ? command.periodMethod : command.method),
-                busArguments(command, given));
+    return call(command, QString::fromStdString(period ? command.periodMethod : command.method), arguments);
 }
 
 int Client::call(const Command& command, const QString& method, const QVariantList& arguments)

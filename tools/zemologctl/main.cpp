@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <string_view>
 
 namespace
 {
@@ -111,6 +112,16 @@ void addCommands(CLI::App& app, std::deque<Slot>& slots_)
     }
 }
 
+// Looks for --json itself, as the parser may have given up on its way there. The parser's own text is for people.
+std::function<void(const std::string&)> refusal(int argc, char** argv)
+{
+    if (std::find(argv, argv + argc, std::string_view("--json")) == argv + argc)
+    {
+        return {};
+    }
+    return [](const std::string& mistake) { Output(true).error(ExitUsage, "Usage", mistake); };
+}
+
 int runCommand(const Slot& slot, bool json, const Client::Options& options)
 {
     const Output output(json);
@@ -145,7 +156,7 @@ int main(int argc, char** argv)
     std::deque<Slot> slots_;
     addCommands(app, slots_);
     addGenerators(app, Description, ExitCodes);
-    if (const int code = parseCommandLine(app, argc, argv); code >= 0)
+    if (const int code = parseCommandLine(app, argc, argv, refusal(argc, argv)); code >= 0)
     {
         return code;
     }
