@@ -1,7 +1,11 @@
 #include "SystemTest.h"
 
+#include <QDBusMessage>
+
 namespace
 {
+
+const QString service = QStringLiteral("com.tarn.zemo.logd");
 
 // Some blob for settings to save.
 constexpr char platformWithSettings[] = R"({"settings": "c2V0"})";
@@ -49,4 +53,51 @@ TEST_F(ZemologctlWait, ADaemonThatGoesEndsTheWaitWithACodeOfItsOwn)
     rig.daemon.kill();
 
     EXPECT_EQ(client.waitForEnd(), 69);
+}
+
+TEST_F(ZemologctlWait, ABusThatGoesEndsTheWait)
+{
+    ASSERT_TRUE(rig.start());
+    ASSERT_TRUE(rig.waitForStick(rig.insertStick()));
+    ASSERT_TRUE(rig.platform.setDelay(QStringLiteral("saveSettings"), std::chrono::minutes(5)));
+    start({"--wait", "settings", "save"});
+    ASSERT_TRUE(waitUntil([this] { return rig.platform.callCount(QStringLiteral("saveSettings")) == 1; }));
+
+    rig.bus.stop();
+
+    EXPECT_EQ(client.waitForEnd(), 69);
+    EXPECT_EQ(client.errorLines(), QStringList{"zemologctl: the bus went away"});
+}
+
+TEST_F(ZemologctlWait, AJobThatTakesTooLongEndsTheWaitWithACodeOfItsOwn)
+{
+    ASSERT_TRUE(rig.start());
+    ASSERT_TRUE(rig.waitForStick(rig.insertStick()));
+    ASSERT_TRUE(rig.platform.setDelay(QStringLiteral("saveSettings"), std::chrono::minutes(5)));
+
+    start({"--wait", "--timeout", "1", "settings", "save"});
+
+    EXPECT_EQ(client.waitForEnd(), 75);
+}
+
+TEST_F(ZemologctlWait, ABusThatGoesEndsTheMonitorAndADaemonThatGoesDoesNot)
+{
+    ASSERT_TRUE(rig.startBus());
+    QDBusConnection bus = rig.bus.connection();
+    const auto signalComes = [&](const QString& name)
+    {
+        bus.send(QDBusMessage::createSignal(QStringLiteral("/Logging"), service, name));
+        return client.outputLines().contains(name);
+    };
+    ASSERT_TRUE(bus.registerService(service));
+    start({"monitor"});
+    ASSERT_TRUE(waitUntil([&] { return signalComes("logDaemonStarted"); }));
+    ASSERT_TRUE(bus.unregisterService(service));
+    ASSERT_TRUE(bus.registerService(service));
+    ASSERT_TRUE(waitUntil([&] { return signalComes("usbLogStarted"); }));
+
+    rig.bus.stop();
+
+    EXPECT_EQ(client.waitForEnd(), 69);
+    EXPECT_EQ(client.errorLines(), QStringList{"zemologctl: the bus went away"});
 }

@@ -2,10 +2,8 @@
 
 #include "CommandLine.h"
 
-#include <QCoreApplication>
 #include <QDBusError>
 #include <QDBusServiceWatcher>
-#include <QEventLoop>
 #include <QTimer>
 
 #include <iostream>
@@ -52,10 +50,10 @@ int Client::run(const Command& command, const Given& given)
 int Client::call(const Command& command, const QString& method, const QVariantList& arguments)
 {
     const bool follows = m_options.wait && !command.finishedSignal.empty();
-    if (follows)
+    // Before the call: a quick job may be through before its answer has arrived.
+    if (follows && !listenForEnd(command))
     {
-        // Before the call: a quick job may be through before its answer has arrived.
-        listenFor(QString::fromStdString(command.finishedSignal), SLOT(onFinished(QDBusMessage)));
+        return deaf();
     }
     QDBusMessage message = QDBusMessage::createMethodCall(Service, Path, Service, method);
     message.setArguments(arguments);
@@ -85,61 +83,85 @@ int Client::fail(const QDBusMessage& reply) const
 
 int Client::follow(const Command& command)
 {
+    QTimer::singleShot(m_options.timeoutMs, &m_loop, &QEventLoop::quit);
     m_clock.start();
     QTimer ticker;
-    QEventLoop loop;
-    const auto check = [&]
+    connect(&ticker, &QTimer::timeout, this, [&] { showProgress(command); });
+    const bool onTerminal = isatty(STDERR_FILENO) != 0;
+    if (onTerminal)
     {
-        showProgress(command);
-        if (m_finished || m_daemonGone || m_clock.elapsed() > m_options.timeoutMs)
-        {
-            loop.quit();
-        }
-    };
-    connect(&ticker, &QTimer::timeout, &loop, check);
-    ticker.start(100);
-    if (!m_finished)
-    {
-        loop.exec();
+        ticker.start(100);
     }
-    if (isatty(STDERR_FILENO))
+    // The job may be through by now, and a loop can't be left before it runs.
+    if (!m_finishedOk && m_loss.empty())
+    {
+        m_loop.exec();
+    }
+    if (onTerminal)
     {
         std::cerr << "\r\033[K";
     }
-    if (m_finished)
+    if (m_finishedOk)
     {
-        return m_output.finished(command, m_finishedOk);
+        return m_output.finished(command, *m_finishedOk);
     }
-    return m_daemonGone ? m_output.error(ExitUnavailable, "Gone", "the daemon left the bus before it was through")
-                        : m_output.error(ExitTimeout, "Timeout", "not finished in time");
+    return m_loss.empty() ? m_output.error(ExitTimeout, "Timeout", "not finished in time")
+                          : m_output.error(ExitUnavailable, "Gone", m_loss);
 }
 
 void Client::showProgress(const Command& command)
 {
-    if (isatty(STDERR_FILENO))
-    {
-        std::cerr << "\r" << command.group << " " << command.name << ": " << m_clock.elapsed() / 1000 << " s"
-                  << std::flush;
-    }
+    std::cerr << "\r" << command.group << " " << command.name << ": " << m_clock.elapsed() / 1000 << " s" << std::flush;
 }
 
 int Client::monitor()
 {
-    listenFor(QString(), SLOT(onSignal(QDBusMessage)));
-    return QCoreApplication::exec();
+    if (!listenFor(QString(), SLOT(onSignal(QDBusMessage))))
+    {
+        return deaf();
+    }
+    m_loop.exec();
+    return m_output.error(ExitUnavailable, "Gone", m_loss);
 }
 
-void Client::listenFor(const QString& signal, const char* slot)
+// The signals of the daemon, or one of them, and the end of the bus.
+bool Client::listenFor(const QString& signal, const char* slot)
 {
-    m_bus.connect(Service, Path, Service, signal, this, slot);
+    return m_bus.connect(QString(), QStringLiteral("/org/freedesktop/DBus/Local"),
+                         QStringLiteral("org.freedesktop.DBus.Local"), QStringLiteral("Disconnected"), this,
+                         SLOT(onBusGone())) &&
+           m_bus.connect(Service, Path, Service, signal, this, slot);
+}
+
+bool Client::listenForEnd(const Command& command)
+{
     auto* watcher = new QDBusServiceWatcher(Service, m_bus, QDBusServiceWatcher::WatchForUnregistration, this);
-    connect(watcher, &QDBusServiceWatcher::serviceUnregistered, this, [this] { m_daemonGone = true; });
+    connect(watcher, &QDBusServiceWatcher::serviceUnregistered, this,
+            [this] { lose("the daemon left the bus before it was through"); });
+    return listenFor(QString::fromStdString(command.finishedSignal), SLOT(onFinished(QDBusMessage)));
+}
+
+int Client::deaf() const
+{
+    return m_output.error(ExitUnavailable, "NoSignals",
+                          "cannot listen for the daemon's signals: " + m_bus.lastError().message().toStdString());
+}
+
+void Client::lose(const std::string& what)
+{
+    m_loss = what;
+    m_loop.quit();
+}
+
+void Client::onBusGone()
+{
+    lose("the bus went away");
 }
 
 void Client::onFinished(const QDBusMessage& message)
 {
-    m_finished = true;
     m_finishedOk = message.arguments().value(0).toBool();
+    m_loop.quit();
 }
 
 void Client::onSignal(const QDBusMessage& message)

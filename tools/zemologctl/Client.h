@@ -6,7 +6,11 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QObject>
+
+#include <optional>
+#include <string>
 
 /// Talks to the daemon for one command.
 class Client : public QObject
@@ -26,6 +30,7 @@ public:
     int run(const Command& command, const Given& given);
 
 private slots:
+    void onBusGone();
     void onFinished(const QDBusMessage& message);
     void onSignal(const QDBusMessage& message);
 
@@ -34,14 +39,17 @@ private:
     int follow(const Command& command);
     int monitor();
     int fail(const QDBusMessage& reply) const;
-    void listenFor(const QString& signal, const char* slot);
+    bool listenFor(const QString& signal, const char* slot);
+    bool listenForEnd(const Command& command);
+    int deaf() const;
+    void lose(const std::string& what);
     void showProgress(const Command& command);
 
     const Output& m_output;
     Options m_options;
     QDBusConnection m_bus;
     QElapsedTimer m_clock;
-    bool m_finished = false;
-    bool m_finishedOk = false;
-    bool m_daemonGone = false;
+    QEventLoop m_loop;                ///< runs while a signal is waited for
+    std::optional<bool> m_finishedOk; ///< what the awaited signal said
+    std::string m_loss;               ///< what went away, for people
 };
