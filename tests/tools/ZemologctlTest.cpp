@@ -267,6 +267,28 @@ TEST(Zemologctl, AnEntryTravelsAsItsDateAndItsValues)
     EXPECT_EQ(arguments.value(0).value<QList<int>>(), (QList<int>{2024, 3, 5, 7, 17, -5}));
 }
 
+TEST(Zemologctl, APeriodOfThePowerLogGoesToTheMethodThatTakesIt)
+{
+    const Interface interface = readInterface();
+    for (const Command& command : commands())
+    {
+        if (command.periodMethod.empty())
+        {
+            continue;
+        }
+        Given given = {{"--locale", {"en_GB"}}, {"--from", {"@1709624400"}}, {"--to", {"@1709628000"}}};
+
+        EXPECT_EQ(busMethod(command, given), command.periodMethod);
+        EXPECT_EQ(busArguments(command, given), (QVariantList{"en_GB", 1709624400LL, 1709628000LL}));
+        EXPECT_EQ(interface.methods[QString::fromStdString(command.periodMethod)].in, (QStringList{"s", "x", "x"}));
+        given.erase("--to");
+        EXPECT_THROW(busMethod(command, given), BadArgument);
+        EXPECT_THROW(busArguments(command, given), BadArgument);
+        given.erase("--from");
+        EXPECT_EQ(busMethod(command, given), command.method);
+    }
+}
+
 TEST(Zemologctl, ANegativeValueOnTheCommandLineIsAValue)
 {
     const Outcome outcome = runTool(

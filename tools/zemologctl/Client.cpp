@@ -42,9 +42,7 @@ int Client::run(const Command& command, const Given& given)
     {
         return monitor();
     }
-    const bool period = !command.periodMethod.empty() && given.contains("--from") && !given.at("--from").empty() &&
-                        !given.at("--from").front().empty();
-    return call(command, QString::fromStdString(period ? command.periodMethod : command.method), arguments);
+    return call(command, QString::fromStdString(busMethod(command, given)), arguments);
 }
 
 int Client::call(const Command& command, const QString& method, const QVariantList& arguments)

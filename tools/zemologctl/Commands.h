@@ -1,18 +1,8 @@
 #pragma once
 
-#include <QVariantList>
+#include "Values.h"
 
 #include <functional>
-#include <map>
-#include <stdexcept>
-#include <string>
-#include <vector>
-
-/// A value on the command line that can't be what it should be.
-struct BadArgument : std::runtime_error
-{
-    using std::runtime_error::runtime_error;
-};
 
 /// One argument of a command. Options have a name that begins with "--".
 struct Argument
@@ -30,12 +20,10 @@ struct Argument
     std::string name;
     Kind kind;
     std::string help;
-    std::string preset; ///< what it is when left out; a positional argument with none has to be given
+    std::string preset{}; ///< what it is when left out
+    /// A positional argument may be left out.
     bool optional = false;
 };
-
-/// What was given, by the names of the arguments.
-using Given = std::map<std::string, std::vector<std::string>>;
 
 /// One sub-command: one method of the bus.
 struct Command
@@ -52,18 +40,18 @@ struct Command
         Nothing  ///< no call: the command listens
     };
 
-    std::string group;
+    std::string group{}; ///< none for a command of its own
     std::string name;
-    std::string method;
+    std::string method{};
+    /// Called in place of `method` when --from and --to are given.
+    std::string periodMethod{};
     std::string help;
     std::vector<Argument> arguments{};
+    /// Makes the bus arguments; when not set they are the command's arguments in their order.
+    std::function<QVariantList(const Given&)> build{};
     Answer answer = Done;
     /// The signal that tells of the end of what the call began; empty when the answer does.
     std::string finishedSignal{};
-    /// Called in place of `method` when --from and --to are given.
-    std::string periodMethod{};
-    /// Makes the bus arguments; when not set they are the command's arguments in their order.
-    std::function<QVariantList(const Given&)> build{};
     /// What a refusal can mean, for people.
     std::string refusal{};
 };
@@ -71,5 +59,6 @@ struct Command
 /// All commands, in the order of the manual.
 const std::vector<Command>& commands();
 
-/// The bus arguments for what was given. Throws BadArgument.
+/// The method and the arguments for what was given. Both throw BadArgument.
+std::string busMethod(const Command& command, const Given& given);
 QVariantList busArguments(const Command& command, const Given& given);
