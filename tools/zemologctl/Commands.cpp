@@ -24,7 +24,8 @@ QVariant plainArgument(const Argument& argument, const Given& given)
 }
 
 const Argument Interval{"--interval", Argument::Number, "Smallest distance of two rows in seconds.", "1"};
-const Argument Continue{"--continue", Argument::Flag, "Go on in the file of the last run, where that is possible."};
+const Argument Continue{"--continue", Argument::Flag,
+                        "Accepted and without effect: each start begins a file of its own."};
 const Argument Folder{.name = "FOLDER",
                       .kind = Argument::Text,
                       .help = "Folder on the stick, relative to its root; it must exist.",
@@ -99,14 +100,16 @@ std::vector<Command> snapshotCommands()
         {.group = "snapshot",
          .name = "usb",
          .method = "saveRamLogToUsb",
-         .help = "Writes the history in memory to the stick.",
+         .help = "Writes the history in memory to the stick. With [usb] future = 0, the default, the answer is no "
+                 "although all is written.",
          .arguments = {Folder},
          .refusal =
              "no stick or no such folder; a snapshot that records no future is finished at once and answers this too"},
         {.group = "snapshot",
          .name = "internal",
          .method = "saveRamLogToInternalMem",
-         .help = "Writes the history to internal memory and tells its number.",
+         .help = "Writes the history to internal memory and tells its number. With [internal] future = 0 it tells 0, "
+                 "whatever the number.",
          .answer = Command::Id},
         {.group = "snapshot",
          .name = "convert",
