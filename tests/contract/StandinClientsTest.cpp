@@ -269,6 +269,24 @@ TEST_F(StandinClients, AServiceThatComesBackFailingIsBackAllTheSame)
     EXPECT_EQ(system::SystemClient::instance->getDeviceName(), services.deviceName);
 }
 
+TEST_F(StandinClients, WhatTheBusDoesNotCarryIsNotAskedAndCostsNoConnection)
+{
+    constexpr qsizetype most = 31LL * 1024 * 1024;
+    data::DataManagementClient& dataManagement = *data::DataManagementClient::instance;
+    const size_t before = services.calls().size();
+
+    EXPECT_TRUE(dataManagement.getValues(QList<int>(most / 4 + 1, 1)).isEmpty());
+    EXPECT_TRUE(dataManagement.getDefaultLog(QString(most, QLatin1Char('x'))).isEmpty());
+    EXPECT_FALSE(dataManagement.restoreSettings(QByteArray(most + 1, 'x')));
+
+    EXPECT_EQ(services.calls().size(), before);
+    const std::string reason = " is not answered: org.freedesktop.DBus.Error.LimitsExceeded: too much for one message";
+    EXPECT_EQ(tracedLines(), (std::vector<TraceLine>{{"zemo", 4, "getValues" + reason},
+                                                     {"zemo", 4, "getDefaultLog" + reason},
+                                                     {"zemo", 4, "restoreSettings" + reason}}));
+    EXPECT_TRUE(dataManagement.restoreSettings(QByteArray(most, 'x')));
+}
+
 TEST_F(StandinClients, AnAnswerOfAnotherTypeIsNoAnswer)
 {
     for (const QString& operation : operations)
