@@ -1,10 +1,12 @@
 #include "LogDaemon.h"
+#include "Trace.h"
 
 #include <QCalendar>
 #include <QTextStream>
 
 #include <algorithm>
 #include <charconv>
+#include <system_error>
 #include <thread>
 
 namespace
@@ -175,7 +177,15 @@ bool LogDaemon::exportEnergyLogToUsb(QList<QString> objL_headers, QByteArray obj
     {
         return false;
     }
-    energyLogExportRun(objL_headers, objL_decimals, u16L_startYear, u8L_startMonth, u16L_stopYear, u8L_stopMonth);
+    try
+    {
+        energyLogExportRun(objL_headers, objL_decimals, u16L_startYear, u8L_startMonth, u16L_stopYear, u8L_stopMonth);
+    }
+    catch (const std::system_error& objL_error)
+    {
+        ZEMO_TRACE(traceModule(), 4, "Failed to start a thread: %s", objL_error.what());
+        return false;
+    }
     return true;
 }
 

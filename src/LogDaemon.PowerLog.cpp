@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cmath>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <tuple>
 #include <utility>
@@ -164,16 +165,25 @@ bool LogDaemon::PowerLogExportMain(const QString& locale, PowerLogExportType typ
     {
         objL_quarterly = makeSource(objL_period, &PowerLogClient::GetQuarterly, &PowerLogClient::GetQuarterlyForPeriod);
     }
-    std::thread(
-        [this, locale, objL_hourly, objL_quarterly]
-        {
-            emit PowerLogExportStarted();
-            const bool bL_result = PowerLogExportFunction(locale, objL_hourly, objL_quarterly);
-            emit PowerLogExportCompleted(bL_result);
-            // Only now, on purpose: a client that starts the next export from within the signal is refused.
-            PowerLogStopExport();
-        })
-        .detach();
+    try
+    {
+        std::thread(
+            [this, locale, objL_hourly, objL_quarterly]
+            {
+                emit PowerLogExportStarted();
+                const bool bL_result = PowerLogExportFunction(locale, objL_hourly, objL_quarterly);
+                emit PowerLogExportCompleted(bL_result);
+                // Only now, on purpose: a client that starts the next export from within the signal is refused.
+                PowerLogStopExport();
+            })
+            .detach();
+    }
+    catch (const std::system_error& objL_error)
+    {
+        ZEMO_TRACE(traceModule(), 4, "Failed to start a thread: %s", objL_error.what());
+        PowerLogStopExport();
+        return false;
+    }
     return true;
 }
 

@@ -2,6 +2,7 @@
 #include "FakePlatform.h"
 #include "LogDaemonInspector.h"
 #include "LoggerTestSupport.h"
+#include "NoThreads.h"
 #include "RunOnQueue.h"
 #include "Termination.h"
 #include "Trace.h"
@@ -469,6 +470,21 @@ TEST_F(LogDaemonEnergyLogTest, WithoutADriveTheExportIsRefusedAndNothingIsAnnoun
     ASSERT_TRUE(waitForThreads());
     EXPECT_TRUE(noticed().empty());
     EXPECT_TRUE(filesOnStick().isEmpty());
+}
+
+TEST_F(LogDaemonEnergyLogTest, WithoutAThreadToBeHadTheExportIsRefusedAndNothingIsAnnounced)
+{
+    {
+        const NoThreads none;
+        EXPECT_FALSE(exportMonths(threeTitles, decimals012));
+    }
+    EXPECT_EQ(platform.traceCount("LogDaemon", 4, "exportEnergyLogToUsb",
+                                  "Failed to start a thread: Resource temporarily unavailable"),
+              1);
+    EXPECT_TRUE(noticed().empty());
+
+    EXPECT_TRUE(exportMonths(threeTitles, decimals012));
+    EXPECT_TRUE(waitForSyncs(2));
 }
 
 TEST_F(LogDaemonEnergyLogTest, TheCallLooksForTheDriveUnderStateMutex)

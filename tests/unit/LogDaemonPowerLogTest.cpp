@@ -1,4 +1,5 @@
 #include "ExportStage.h"
+#include "NoThreads.h"
 #include "Termination.h"
 #include "TimeZone.h"
 
@@ -781,6 +782,22 @@ TEST(PowerLogOutcome, WithNoDriveTheCallIsTrueAndTheExportCompletesWithFalse)
     EXPECT_EQ(stage.raised(), (QStringList{"started", "completed false"}));
     EXPECT_EQ(stage.platform.traceTexts(Module, 4), (std::vector<std::string>{"No USB drive", "Failed to open log file",
                                                                               "Failed to export quarterly power log"}));
+}
+
+TEST(PowerLogOutcome, WithoutAThreadToBeHadTheExportIsRefusedWithoutASignalAndTheNextOneIsAccepted)
+{
+    PowerStage stage;
+    {
+        const NoThreads none;
+        EXPECT_FALSE(stage.daemon.PowerLogExportToUsb("en_GB"));
+    }
+    EXPECT_EQ(stage.platform.traceCount(Module, 4, "PowerLogExportMain",
+                                        "Failed to start a thread: Resource temporarily unavailable"),
+              1);
+    EXPECT_EQ(stage.raised(), QStringList());
+
+    EXPECT_TRUE(stage.daemon.PowerLogExportHourlyToUsb("en_GB"));
+    EXPECT_TRUE(stage.finish());
 }
 
 TEST(PowerLogOutcome, AWriteThatFailsDoesNotChangeTheResult)
