@@ -15,19 +15,11 @@ std::string localTime(uint32_t seconds)
     struct tm parts = {};
     localtime_r(&time, &parts);
     std::array<char, 32> text{};
-    strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &parts);
+    strftime(text.data(), text.size(), SecondFormat, &parts);
     return text.data();
 }
 
-} // namespace
-
-BinaryReader::BinaryReader(std::ifstream file, const Names& names)
-    : m_file(std::move(file))
-{
-    readHead(names);
-}
-
-uint64_t BinaryReader::number(const unsigned char* bytes, int width) const
+uint64_t number(const unsigned char* bytes, int width)
 {
     uint64_t result = 0;
     for (int i = 0; i < width; ++i)
@@ -35,6 +27,27 @@ uint64_t BinaryReader::number(const unsigned char* bytes, int width) const
         result = result << 8 | bytes[i];
     }
     return result;
+}
+
+std::string valueText(uint8_t varSize, const unsigned char* bytes)
+{
+    const int width = BinaryFormat::valueWidth(varSize);
+    const uint64_t value = number(bytes, width);
+    if (BinaryFormat::isUnsigned(varSize))
+    {
+        return std::to_string(value);
+    }
+    const int shift = 64 - 8 * width;
+    return std::to_string(static_cast<int64_t>(value << shift) >> shift);
+}
+
+} // namespace
+
+BinaryReader::BinaryReader(std::ifstream file, const Names& names)
+    : m_file(std::move(file))
+{
+    m_kind = "binary log";
+    readHead(names);
 }
 
 void BinaryReader::readHead(const Names& names)
@@ -67,33 +80,6 @@ void BinaryReader::readHead(const Names& names)
     m_offset = BinaryFormat::HeadSize + int64_t(count) * BinaryFormat::TableEntrySize;
 }
 
-std::string BinaryReader::kind() const
-{
-    return "binary log";
-}
-
-std::string BinaryReader::timeFormat() const
-{
-    return "%Y-%m-%d %H:%M:%S";
-}
-
-const std::vector<std::string>& BinaryReader::columns() const
-{
-    return m_columns;
-}
-
-std::string BinaryReader::valueText(const Column& column, const unsigned char* bytes) const
-{
-    const int width = BinaryFormat::valueWidth(column.varSize);
-    const uint64_t value = number(bytes, width);
-    if (BinaryFormat::isUnsigned(column.varSize))
-    {
-        return std::to_string(value);
-    }
-    const int shift = 64 - 8 * width;
-    return std::to_string(static_cast<int64_t>(value << shift) >> shift);
-}
-
 std::optional<Row> BinaryReader::next()
 {
     m_file.read(reinterpret_cast<char*>(m_row.data()), static_cast<std::streamsize>(m_row.size()));
@@ -117,13 +103,8 @@ std::optional<Row> BinaryReader::next()
             row.cells.emplace_back(); // has no place in the rows
             continue;
         }
-        row.cells.push_back({valueText(column, bytes)});
+        row.cells.push_back(valueText(column.varSize, bytes));
         bytes += BinaryFormat::valueWidth(column.varSize);
     }
     return row;
-}
-
-const std::optional<Damage>& BinaryReader::damage() const
-{
-    return m_damage;
 }

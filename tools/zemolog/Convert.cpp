@@ -61,9 +61,9 @@ Summary writeCsv(LogReader& log, std::ostream& out)
                       [&out](const Row& row)
                       {
                           out << row.time;
-                          for (const Cell& cell : row.cells)
+                          for (const std::string& cell : row.cells)
                           {
-                              out << '\t' << (cell.text.empty() ? "-" : cell.text);
+                              out << '\t' << (cell.empty() ? "-" : cell);
                           }
                           out << '\n';
                       });
@@ -77,7 +77,7 @@ Summary writeJsonLines(LogReader& log, std::ostream& out)
                           nlohmann::ordered_json object{{"time", row.time}};
                           for (size_t i = 0; i < row.cells.size(); ++i)
                           {
-                              object[log.columns()[i]] = jsonValue(row.cells[i].text);
+                              object[log.columns()[i]] = jsonValue(row.cells[i]);
                           }
                           out << object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
                       });

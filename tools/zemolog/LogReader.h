@@ -8,16 +8,10 @@
 #include <string>
 #include <vector>
 
-/// One value of a row.
-struct Cell
-{
-    std::string text; ///< as the file has it; empty when it is missing
-};
-
 struct Row
 {
-    std::string time; ///< local time, "yyyy-MM-dd hh:mm:ss" or what the file has
-    std::vector<Cell> cells;
+    std::string time;               ///< local time, "yyyy-MM-dd hh:mm:ss" or what the file has
+    std::vector<std::string> cells; ///< as the file has them; empty when one is missing
 };
 
 /// Where a file stops being good.
@@ -27,6 +21,9 @@ struct Damage
     std::string reason;
 };
 
+/// strftime format of a time to the second.
+constexpr const char* SecondFormat = "%Y-%m-%d %H:%M:%S";
+
 /// Reads one log from its start to its end, a row at a time: memory does not grow with the file.
 class LogReader
 {
@@ -34,15 +31,37 @@ public:
     virtual ~LogReader() = default;
 
     /// What kind of file it is, for people.
-    virtual std::string kind() const = 0;
+    const std::string& kind() const
+    {
+        return m_kind;
+    }
+
     /// strftime format of Row::time.
-    virtual std::string timeFormat() const = 0;
+    const std::string& timeFormat() const
+    {
+        return m_timeFormat;
+    }
+
     /// Titles of the columns behind the time.
-    virtual const std::vector<std::string>& columns() const = 0;
+    const std::vector<std::string>& columns() const
+    {
+        return m_columns;
+    }
+
+    /// Set when the file ended before its time.
+    const std::optional<Damage>& damage() const
+    {
+        return m_damage;
+    }
+
     /// The next whole row; none at the end or at the first damage.
     virtual std::optional<Row> next() = 0;
-    /// Set when the file ended before its time.
-    virtual const std::optional<Damage>& damage() const = 0;
+
+protected:
+    std::string m_kind;
+    std::string m_timeFormat = SecondFormat;
+    std::vector<std::string> m_columns;
+    std::optional<Damage> m_damage;
 };
 
 /// Opens `path` by what is in it. Throws Failure.

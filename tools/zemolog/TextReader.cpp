@@ -18,8 +18,8 @@ struct Kind
 };
 
 constexpr Kind Kinds[] = {
-    {"CSV log", "%Y-%m-%d %H:%M:%S", false},
-    {"power log", "%Y-%m-%d %H:%M:%S", true},
+    {"CSV log", SecondFormat, false},
+    {"power log", SecondFormat, true},
     {"hourly energy log", "%Y-%m-%d %H:%M", false},
     {"monthly energy log", "%Y-%m", false},
 };
@@ -109,21 +109,6 @@ bool TextReader::readLine(std::string& line)
     return m_cut;
 }
 
-std::string TextReader::kind() const
-{
-    return m_kind;
-}
-
-std::string TextReader::timeFormat() const
-{
-    return m_timeFormat;
-}
-
-const std::vector<std::string>& TextReader::columns() const
-{
-    return m_columns;
-}
-
 std::optional<Row> TextReader::next()
 {
     std::string line;
@@ -146,12 +131,7 @@ std::optional<Row> TextReader::next()
     Row row{std::move(fields.front()), {}};
     for (size_t i = 1; i < fields.size(); ++i)
     {
-        row.cells.push_back({fields[i] == "-" ? std::string() : std::move(fields[i])});
+        row.cells.push_back(fields[i] == "-" ? std::string() : std::move(fields[i]));
     }
     return row;
-}
-
-const std::optional<Damage>& TextReader::damage() const
-{
-    return m_damage;
 }

@@ -11,25 +11,16 @@ public:
     /// `file` stands at its start. Throws Failure when the first lines are none of these.
     explicit TextReader(std::ifstream file);
 
-    std::string kind() const override;
-    std::string timeFormat() const override;
-    const std::vector<std::string>& columns() const override;
     std::optional<Row> next() override;
-    const std::optional<Damage>& damage() const override;
 
 private:
     bool readLine(std::string& line);
     void recogniseRows();
-    bool isTime(const std::string& text) const;
 
     std::ifstream m_file;
-    std::vector<std::string> m_columns;
-    std::string m_kind;
-    std::string m_timeFormat;
     std::string m_pending; ///< the first row, read to tell the kind
     bool m_hasPending = false;
     bool m_cut = false; ///< the last line read has no line end
     int64_t m_offset = 0;
     int64_t m_lineOffset = 0;
-    std::optional<Damage> m_damage;
 };
