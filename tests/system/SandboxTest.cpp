@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QTemporaryDir>
 
 #include <csignal>
 
@@ -137,6 +138,42 @@ TEST_P(SandboxTest, ACallerMayTakeAwayAFolderThatHisCaseMustNotHave)
     ASSERT_TRUE(QDir(scratch.outside("/var/zemo/crash")).removeRecursively());
 
     EXPECT_EQ(run("test -e /var/zemo/crash").code, 1);
+}
+
+TEST(SandboxOptionsTest, AMistakeIsToldByItsNameAndWithACodeOfItsOwn)
+{
+    const std::pair<QStringList, QString> mistakes[] = {
+        {{"--root"}, "sandbox: --root lacks a value (try --help)"},
+        {{"--setenv", "NAME"}, "sandbox: --setenv lacks a value (try --help)"},
+        {{"--size", "5", "--tmpfs"}, "sandbox: --tmpfs lacks a value (try --help)"},
+        {{"--size", "5", "--", "true"}, "sandbox: --size needs --tmpfs behind it"},
+        {{"--quiet"}, "sandbox: no command given (try --help)"},
+    };
+    for (const auto& [options, message] : mistakes)
+    {
+        ChildProcess process;
+        ASSERT_TRUE(process.start(sandboxProgram, options));
+
+        EXPECT_EQ(process.waitForEnd(), 125);
+        EXPECT_EQ(process.errorLines(), QStringList{message});
+    }
+}
+
+TEST(SandboxOptionsTest, AnUnknownKindOfSandboxIsToldAsSuchAndNothingIsLeftBehind)
+{
+    const QTemporaryDir temporary;
+    QProcessEnvironment environment = environmentFor("chroot");
+    environment.insert(QStringLiteral("TMPDIR"), temporary.path());
+    for (const QStringList& options : {QStringList{"--kind"}, QStringList{"--", "true"}})
+    {
+        ChildProcess process;
+        ASSERT_TRUE(process.start(sandboxProgram, options, environment));
+
+        EXPECT_EQ(process.waitForEnd(), 125);
+        EXPECT_EQ(process.errorLines(), QStringList{"sandbox: ZEMO_SANDBOX=chroot is neither bwrap nor proot"});
+        EXPECT_EQ(process.outputLines(), QStringList());
+    }
+    EXPECT_TRUE(QDir(temporary.path()).isEmpty());
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, SandboxTest, testing::Values("bwrap", "proot"),
