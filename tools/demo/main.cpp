@@ -5,9 +5,12 @@
 #include <QDir>
 #include <QRegularExpression>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <sysexits.h>
 
 namespace
 {
@@ -23,11 +26,11 @@ void waitForInterrupt()
         (void)waitUntil([] { return interrupted != 0; }, aLongTime);
 }
 
+// Empty, with the reason in errno, when there can be none.
 QString newFolder()
 {
     QByteArray pattern("/tmp/zemologd-run.XXXXXX");
-    const char* path = mkdtemp(pattern.data());
-    return path ? QString::fromLatin1(path) : QString();
+    return QString::fromLatin1(mkdtemp(pattern.data()));
 }
 
 // A mount path reaches a shell line, so the platform takes no other.
@@ -37,10 +40,15 @@ bool isUsable(const QString& folder)
     return form.match(folder).hasMatch();
 }
 
-int refuse(const QString& reason)
+int fail(const QString& reason, int exitCode = EXIT_FAILURE)
 {
     std::fprintf(stderr, "zemo-demo: %s\n", qUtf8Printable(reason));
-    return EXIT_FAILURE;
+    return exitCode;
+}
+
+int refuse(const QString& reason)
+{
+    return fail(reason, EX_USAGE);
 }
 
 } // namespace
@@ -50,7 +58,7 @@ int main(int argc, char** argv)
     const QCoreApplication application(argc, argv);
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Shows the daemon at work on the stand-in platform."));
-    parser.addHelpOption();
+    const QCommandLineOption help = parser.addHelpOption();
     const QCommandLineOption stay(QStringLiteral("stay"), QStringLiteral("Keep everything up until Ctrl-C."));
     const QCommandLineOption scenario(QStringLiteral("scenario"), QStringLiteral("The platform's scenario."),
                                       QStringLiteral("FILE"));
@@ -59,7 +67,12 @@ int main(int argc, char** argv)
     const QCommandLineOption modbus(QStringLiteral("modbus"),
                                     QStringLiteral("Log a Modbus device on this machine in place of the scenario."));
     parser.addOptions({stay, scenario, folder, modbus});
-    parser.process(application);
+    if (!parser.parse(QCoreApplication::arguments()))
+        return refuse(parser.errorText());
+
+    if (parser.isSet(help))
+        parser.showHelp();
+
     if (!parser.positionalArguments().isEmpty())
         return refuse(QStringLiteral("unexpected argument %1").arg(parser.positionalArguments().first()));
 
@@ -67,6 +80,9 @@ int main(int argc, char** argv)
         return refuse(QStringLiteral("--modbus comes with a scenario of its own"));
 
     const QString root = parser.isSet(folder) ? QDir().absoluteFilePath(parser.value(folder)) : newFolder();
+    if (root.isEmpty())
+        return fail(QStringLiteral("no folder can be made in /tmp: %1").arg(QString::fromLocal8Bit(strerror(errno))));
+
     if (!isUsable(root))
         return refuse(QStringLiteral("--dir %1: only letters, digits and / . _ - can be in a stick's path").arg(root));
 
@@ -78,7 +94,7 @@ int main(int argc, char** argv)
     if (parser.isSet(modbus))
     {
         if (!device.start())
-            return refuse(QStringLiteral("no port of the loopback interface can be had"));
+            return fail(QStringLiteral("no port of the loopback interface can be had"));
         rig.setScenario(device.scenario());
     }
     Demo demo(rig, console);
