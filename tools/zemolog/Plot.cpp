@@ -96,8 +96,8 @@ time_t secondsOf(const std::string& time, const std::string& format)
 // Labels that are short enough to stand side by side and long enough to differ.
 std::string timeLabels(const Summary& summary, const std::string& format)
 {
-    constexpr time_t minutes = 10 * 60;
-    constexpr time_t days = 3 * 24 * 3600;
+    constexpr time_t minutes = time_t(10) * 60;
+    constexpr time_t days = time_t(3) * 24 * 3600;
     const time_t span = secondsOf(summary.lastTime, format) - secondsOf(summary.firstTime, format);
     const char* labels = span < minutes ? "%H:%M:%S" : span < days ? "%H:%M\\n%d %b" : "%d %b\\n%Y";
     return std::string("set format x \"") + labels + "\"\n";
@@ -160,7 +160,7 @@ Summary plot(LogReader& log, const PlotOptions& options)
     const TemporaryFile data(options.output);
     const std::string script = scriptFor(log, options, data.path());
     std::ofstream out(data.path(), std::ios::binary);
-    const Summary summary = writeCsv(log, out);
+    Summary summary = writeCsv(log, out);
     out.close();
     if (!out)
     {

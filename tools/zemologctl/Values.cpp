@@ -11,7 +11,7 @@ QDateTime momentFrom(const std::string& text, std::initializer_list<const char*>
 {
     for (const char* format : formats)
     {
-        const QDateTime moment = QDateTime::fromString(QString::fromStdString(text), QLatin1String(format));
+        QDateTime moment = QDateTime::fromString(QString::fromStdString(text), QLatin1String(format));
         if (moment.isValid())
         {
             return moment;
