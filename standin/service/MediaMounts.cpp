@@ -8,6 +8,7 @@
 #include <libmount.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 
 namespace platformd
@@ -15,6 +16,11 @@ namespace platformd
 
 namespace
 {
+
+using Table = std::unique_ptr<libmnt_table, void (*)(libmnt_table*)>;
+using Place = std::unique_ptr<libmnt_iter, void (*)(libmnt_iter*)>;
+
+constexpr std::chrono::seconds patience(1);
 
 // As the mount table writes it: without links.
 QString prefixOf(const QString& folder)
@@ -37,6 +43,9 @@ MediaMounts::MediaMounts(const QString& folder, QObject* parent)
     , m_prefix(prefixOf(folder))
     , m_monitor(mnt_new_monitor(), mnt_unref_monitor)
 {
+    m_nextTry.setSingleShot(true);
+    m_nextTry.setInterval(patience);
+    connect(&m_nextTry, &QTimer::timeout, this, &MediaMounts::followTable);
 }
 
 bool MediaMounts::watch()
@@ -64,17 +73,29 @@ bool MediaMounts::watch()
 void MediaMounts::followTable()
 {
     mnt_monitor_event_cleanup(m_monitor.get());
-    emit changed(mountPoints());
+    if (const std::optional<QStringList> present = mountPoints())
+    {
+        emit changed(*present);
+    }
+    else
+    {
+        m_nextTry.start();
+    }
 }
 
-QStringList MediaMounts::mountPoints() const
+std::optional<QStringList> MediaMounts::mountPoints() const
 {
-    const std::unique_ptr<libmnt_table, void (*)(libmnt_table*)> table(mnt_new_table_from_file("/proc/self/mountinfo"),
-                                                                       mnt_unref_table);
-    const std::unique_ptr<libmnt_iter, void (*)(libmnt_iter*)> place(mnt_new_iter(MNT_ITER_FORWARD), mnt_free_iter);
+    const Table table(mnt_new_table(), mnt_unref_table);
+    const Place place(mnt_new_iter(MNT_ITER_FORWARD), mnt_free_iter);
+    const int read = table && place ? mnt_table_parse_file(table.get(), "/proc/self/mountinfo") : -ENOMEM;
+    if (read < 0)
+    {
+        fail(-read);
+        return std::nullopt;
+    }
     QStringList result;
     libmnt_fs* mount = nullptr;
-    while (table && place && mnt_table_next_fs(table.get(), place.get(), &mount) == 0)
+    while (mnt_table_next_fs(table.get(), place.get(), &mount) == 0)
     {
         const QString path = QFile::decodeName(mnt_fs_get_target(mount));
         if (path.startsWith(m_prefix) && !result.contains(path))

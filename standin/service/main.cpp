@@ -15,6 +15,7 @@
 #include <QDateTime>
 
 #include <cstdio>
+#include <optional>
 #include <sysexits.h>
 #include <systemd/sd-daemon.h>
 
@@ -45,9 +46,12 @@ bool goPublic(QDBusConnection bus, platformd::PlatformService& service, platform
 bool follow(platformd::MediaMounts& mounts, platformd::Platform& platform)
 {
     QObject::connect(&mounts, &platformd::MediaMounts::changed, &platform, &platformd::Platform::setMounted);
-    const bool isFollowed = mounts.watch();
-    platform.setMounted(mounts.mountPoints());
-    return isFollowed;
+    const std::optional<QStringList> present = mounts.watch() ? mounts.mountPoints() : std::nullopt;
+    if (present)
+    {
+        platform.setMounted(*present);
+    }
+    return present.has_value();
 }
 
 int serve(const std::shared_ptr<const platformd::Scenario>& scenario, const QString& media)

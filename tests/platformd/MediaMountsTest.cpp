@@ -11,8 +11,10 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 using platformd::MediaMounts;
@@ -45,6 +47,42 @@ bool leaveTheMountsOfTheMachine()
     }
     return mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
 }
+
+int messages = 0;
+
+void countMessage(QtMsgType /*type*/, const QMessageLogContext& /*context*/, const QString& /*text*/)
+{
+    ++messages;
+}
+
+/// Nothing can be opened while it lives. What Qt has to say in that time is counted in `messages`.
+class NothingCanBeOpened
+{
+public:
+    NothingCanBeOpened()
+        : m_before(qInstallMessageHandler(countMessage))
+    {
+        messages = 0;
+        const int firstFree = open("/", O_PATH);
+        close(firstFree);
+        getrlimit(RLIMIT_NOFILE, &m_limit);
+        const rlimit none = {static_cast<rlim_t>(firstFree), m_limit.rlim_max};
+        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    }
+
+    ~NothingCanBeOpened()
+    {
+        setrlimit(RLIMIT_NOFILE, &m_limit);
+        qInstallMessageHandler(m_before);
+    }
+
+    NothingCanBeOpened(const NothingCanBeOpened&) = delete;
+    NothingCanBeOpened& operator=(const NothingCanBeOpened&) = delete;
+
+private:
+    QtMessageHandler m_before;
+    rlimit m_limit = {};
+};
 
 /// A folder for mounts that this process alone sees, and a platform whose drives follow them.
 struct MediaMountsTest : testing::Test
@@ -144,7 +182,7 @@ TEST_F(MediaMountsTest, ADriveWithAPathForAShellIsNotReported)
     const QString drive = attach(QStringLiteral("usb1"));
 
     EXPECT_TRUE(soon({"/stick", drive}));
-    EXPECT_EQ(mounts->mountPoints().size(), 2);
+    EXPECT_EQ(mounts->mountPoints().value().size(), 2);
 }
 
 TEST_F(MediaMountsTest, AMountOverAMountIsTheSameDriveUntilBothAreGone)
@@ -175,6 +213,24 @@ TEST_F(MediaMountsTest, AReplacedScenarioLeavesTheMountedDrives)
     EXPECT_EQ(removed.size(), 1);
     detach(drive);
     EXPECT_TRUE(soon({"/other"}));
+}
+
+TEST_F(MediaMountsTest, AMountTableThatCannotBeReadPullsNoStickAndIsReadLater)
+{
+    const QString first = attach(QStringLiteral("usb1"));
+    ASSERT_TRUE(soon({"/stick", first}));
+    QSignalSpy removed(&platform, &Platform::driveRemoved);
+    QString second;
+    {
+        const NothingCanBeOpened guard;
+        EXPECT_EQ(mounts->mountPoints(), std::nullopt);
+        second = attach(QStringLiteral("usb2"));
+        EXPECT_TRUE(QTest::qWaitFor([] { return messages > 1; }, 30000));
+        EXPECT_EQ(platform.drives(), (QStringList{"/stick", first}));
+    }
+
+    EXPECT_TRUE(soon({"/stick", first, second}));
+    EXPECT_EQ(removed.size(), 0);
 }
 
 TEST_F(MediaMountsTest, AStickWithAFatFileSystemIsADriveThatKeepsWhatIsWrittenToIt)

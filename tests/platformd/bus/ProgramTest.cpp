@@ -120,6 +120,20 @@ TEST(Program, WhatIsMountedBelowTheMediaFolderIsADriveToItsClients)
     EXPECT_EQ(program.process.terminate(), 0);
 }
 
+TEST(Program, AMountTableThatCannotBeFollowedEndsItWith71AndAMessage)
+{
+    if (getuid() != 0)
+    {
+        GTEST_SKIP() << "only root can hide the mount table";
+    }
+    const QString hide = QStringLiteral("mount --bind /dev/null /proc/$$/mountinfo && exec \"$@\"");
+    Program program({QStringLiteral("--media"), scratchFolder()}, {"unshare", "--mount", "sh", "-c", hide, "sh"});
+
+    EXPECT_EQ(program.process.waitForEnd(), 71);
+    EXPECT_TRUE(program.errors().startsWith(QStringLiteral("the mount table cannot be followed: ")))
+        << program.errors().toStdString();
+}
+
 TEST(Program, ANameThatIsTakenEndsItWithOneAndAMessage)
 {
     Program first({});
