@@ -1,16 +1,25 @@
-// The parts of the gate between the process and the bus: what it reads on the wire, and whose call is next.
+// The parts of the gate between the process and the bus: what it reads on the wire, whose call is next, and when there is
+// no gate.
+#include "PrivateBus.h"
+
 #include <clients/Bus.h>
+#include <gate/BusGate.h>
 #include <gate/CallQueue.h>
 #include <gate/Endpoint.h>
 #include <gate/Message.h>
 
+#include <QDBusConnection>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <fcntl.h>
+#include <functional>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <vector>
 
 using namespace zemo::gate;
 
@@ -317,4 +326,64 @@ TEST(GateEndpoint, WithoutAVariableTheSystemBusIsWhereEverybodyHasIt)
     qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/x");
     EXPECT_EQ(zemo::clients::systemBusAddress(), QStringLiteral("unix:path=/x"));
     qputenv("DBUS_SYSTEM_BUS_ADDRESS", before);
+}
+
+namespace
+{
+
+/// Tries to open the gate after `prepare` and ends the process: with 7 when there is none.
+[[noreturn]] void openGate(const std::function<void()>& prepare)
+{
+    prepare();
+    _Exit(BusGate::open() ? 1 : 7);
+}
+
+/// Lets the process have so many descriptors more.
+void leaveDescriptors(int count)
+{
+    std::vector<Descriptor> free;
+    while (count-- > 0)
+        free.emplace_back(open("/", O_PATH));
+    const rlim_t end = static_cast<rlim_t>(free.back().number()) + 1;
+    const rlimit limit = {end, end};
+    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+}
+
+/// Each case has a process of its own.
+struct GateOpening : testing::Test
+{
+    GateOpening()
+    {
+        testing::FLAGS_gtest_death_test_style = "threadsafe";
+    }
+
+    PrivateBus bus;
+};
+
+} // namespace
+
+TEST_F(GateOpening, WithoutABusThereIsNoGateAndATraceSaysWhy)
+{
+    EXPECT_EXIT(openGate([] { qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent"); }),
+                testing::ExitedWithCode(7), "warning zemo: No gate [^\n]*: no bus answers on a socket of this machine");
+}
+
+TEST_F(GateOpening, WithoutADescriptorForTheListenerThereIsNoGateAndATraceSaysWhy)
+{
+    EXPECT_EXIT(openGate([] { leaveDescriptors(1); }), testing::ExitedWithCode(7),
+                "warning zemo: No gate [^\n]*: Too many open files");
+}
+
+TEST_F(GateOpening, WithoutDescriptorsForThePipeThereIsNoGateAndATraceSaysWhy)
+{
+    EXPECT_EXIT(openGate([] { leaveDescriptors(3); }), testing::ExitedWithCode(7),
+                "warning zemo: No gate [^\n]*: Too many open files");
+}
+
+TEST_F(GateOpening, WhenTheConnectionIsOpenAlreadyThereIsNoGateAndATraceSaysWhy)
+{
+    const auto connectBefore = [] { QDBusConnection::systemBus(); };
+
+    EXPECT_EXIT(openGate(connectBefore), testing::ExitedWithCode(7),
+                "warning zemo: No gate [^\n]*: the connection was open already");
 }

@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
@@ -45,6 +47,12 @@ bool has(const pollfd& entry, short event)
     return (entry.revents & event) != 0;
 }
 
+std::unique_ptr<BusGate> noGate(const char* reason)
+{
+    ZEMO_LIBRARY_TRACE(3, "No gate before the system bus, so no flood of calls is held back: %s", reason);
+    return nullptr;
+}
+
 // The first message of `bytes`, taken off them; empty when it isn't complete.
 QByteArray takeMessage(QByteArray& bytes)
 {
@@ -63,18 +71,25 @@ QByteArray takeMessage(QByteArray& bytes)
 std::unique_ptr<BusGate> BusGate::open()
 {
     Descriptor bus = connectTo(clients::systemBusAddress());
-    Listener listener = gate::listen();
-    std::array<int, 2> stop = {-1, -1};
-    if (!bus.isOpen() || !listener.socket.isOpen() || pipe2(stop.data(), O_CLOEXEC) != 0)
+    if (!bus.isOpen())
     {
-        return nullptr;
+        return noGate("no bus answers on a socket of this machine");
+    }
+    Listener listener = gate::listen();
+    if (!listener.socket.isOpen())
+    {
+        return noGate(std::strerror(errno));
+    }
+    std::array<int, 2> stop = {-1, -1};
+    if (pipe2(stop.data(), O_CLOEXEC) != 0)
+    {
+        return noGate(std::strerror(errno));
     }
     const QString address = listener.address;
     std::unique_ptr<BusGate> gate(
         new BusGate(std::move(bus), std::move(listener), Descriptor(stop[0]), Descriptor(stop[1])));
     openConnection(address);
-    // Somebody had the connection already.
-    return gate->m_joined ? std::move(gate) : nullptr;
+    return gate->m_joined ? std::move(gate) : noGate("the connection was open already");
 }
 
 BusGate::BusGate(Descriptor bus, Listener listener, Descriptor stopReader, Descriptor stopWriter)

@@ -23,8 +23,9 @@ class BusGate
 {
 public:
     /// Opens Qt's connection to the system bus through a gate. Call before anybody asks for that connection, with no
-    /// other thread running. Null where there is no bus, or none on a socket of this machine: then the connection is
-    /// none of the gate's business, and what Qt makes of it stands.
+    /// other thread running. Null, with the reason in the trace, where there is no bus, or none on a socket of this
+    /// machine; where there are no descriptors left for the gate's own; and where somebody had the connection already.
+    /// Then what Qt makes of the connection stands, without a gate.
     static std::unique_ptr<BusGate> open();
 
     /// What the process has sent before still reaches the bus.

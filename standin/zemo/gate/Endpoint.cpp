@@ -144,8 +144,8 @@ Listener listen()
     SocketName name = socketName({});
     socklen_t length = sizeof name.name;
     auto* address = reinterpret_cast<sockaddr*>(&name.name);
-    if (bind(listener.socket.number(), address, name.length) != 0 || ::listen(listener.socket.number(), 1) != 0 ||
-        getsockname(listener.socket.number(), address, &length) != 0)
+    if (!listener.socket.isOpen() || bind(listener.socket.number(), address, name.length) != 0 ||
+        ::listen(listener.socket.number(), 1) != 0 || getsockname(listener.socket.number(), address, &length) != 0)
     {
         return {Descriptor(), {}};
     }

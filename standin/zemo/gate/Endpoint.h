@@ -36,6 +36,7 @@ struct Listener
     QString address;
 };
 
+/// Not open, with the reason in errno, when there is none to be had.
 Listener listen();
 
 /// The next connection if it comes from this process; not open otherwise. Others may know the name too.
