@@ -4,6 +4,7 @@
 #include <QDBusConnection>
 #include <QSocketNotifier>
 
+#include <cerrno>
 #include <csignal>
 #include <pthread.h>
 #include <sys/signalfd.h>
@@ -22,7 +23,12 @@ int openSignals()
     sigaddset(&wanted, SIGTERM);
     sigaddset(&wanted, SIGINT);
     pthread_sigmask(SIG_BLOCK, &wanted, nullptr);
-    return signalfd(-1, &wanted, SFD_CLOEXEC | SFD_NONBLOCK);
+    const int descriptor = signalfd(-1, &wanted, SFD_CLOEXEC | SFD_NONBLOCK);
+    if (descriptor < 0)
+    {
+        qFatal("no descriptor for the signals that end the process: %s", qPrintable(qt_error_string(errno)));
+    }
+    return descriptor;
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "MediaMounts.h"
+#include "NothingCanBeOpened.h"
 #include "Platform.h"
 #include "Text.h"
 
@@ -11,10 +12,8 @@
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 using platformd::MediaMounts;
@@ -54,35 +53,6 @@ void countMessage(QtMsgType /*type*/, const QMessageLogContext& /*context*/, con
 {
     ++messages;
 }
-
-/// Nothing can be opened while it lives. What Qt has to say in that time is counted in `messages`.
-class NothingCanBeOpened
-{
-public:
-    NothingCanBeOpened()
-        : m_before(qInstallMessageHandler(countMessage))
-    {
-        messages = 0;
-        const int firstFree = open("/", O_PATH);
-        close(firstFree);
-        getrlimit(RLIMIT_NOFILE, &m_limit);
-        const rlimit none = {static_cast<rlim_t>(firstFree), m_limit.rlim_max};
-        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
-    }
-
-    ~NothingCanBeOpened()
-    {
-        setrlimit(RLIMIT_NOFILE, &m_limit);
-        qInstallMessageHandler(m_before);
-    }
-
-    NothingCanBeOpened(const NothingCanBeOpened&) = delete;
-    NothingCanBeOpened& operator=(const NothingCanBeOpened&) = delete;
-
-private:
-    QtMessageHandler m_before;
-    rlimit m_limit = {};
-};
 
 /// A folder for mounts that this process alone sees, and a platform whose drives follow them.
 struct MediaMountsTest : testing::Test
@@ -220,6 +190,7 @@ TEST_F(MediaMountsTest, AMountTableThatCannotBeReadPullsNoStickAndIsReadLater)
     const QString first = attach(QStringLiteral("usb1"));
     ASSERT_TRUE(soon({"/stick", first}));
     QSignalSpy removed(&platform, &Platform::driveRemoved);
+    const QtMessageHandler before = qInstallMessageHandler(countMessage);
     QString second;
     {
         const NothingCanBeOpened guard;
@@ -228,6 +199,7 @@ TEST_F(MediaMountsTest, AMountTableThatCannotBeReadPullsNoStickAndIsReadLater)
         EXPECT_TRUE(QTest::qWaitFor([] { return messages > 1; }, 30000));
         EXPECT_EQ(platform.drives(), (QStringList{"/stick", first}));
     }
+    qInstallMessageHandler(before);
 
     EXPECT_TRUE(soon({"/stick", first, second}));
     EXPECT_EQ(removed.size(), 0);
