@@ -1,7 +1,8 @@
 #include "Termination.h"
 
+#include <wire/BusLoss.h>
+
 #include <QCoreApplication>
-#include <QDBusConnection>
 #include <QSocketNotifier>
 
 #include <cerrno>
@@ -38,9 +39,7 @@ Termination::Termination()
 {
     auto* notifier = new QSocketNotifier(m_descriptor, QSocketNotifier::Read, this);
     connect(notifier, &QSocketNotifier::activated, this, [] { QCoreApplication::exit(0); });
-    QDBusConnection::systemBus().connect({}, QStringLiteral("/org/freedesktop/DBus/Local"),
-                                         QStringLiteral("org.freedesktop.DBus.Local"), QStringLiteral("Disconnected"),
-                                         this, SLOT(busLost()));
+    zemo::wire::watchForLoss(QDBusConnection::systemBus(), this, SLOT(busLost()));
 }
 
 Termination::~Termination()

@@ -8,23 +8,11 @@
 #include <zemo/PowerLogClient.h>
 #include <zemo/SystemClient.h>
 
+#include <wire/BusLoss.h>
 #include <wire/Records.h>
-
-#include <QDBusConnection>
 
 namespace zemo::shell
 {
-
-namespace
-{
-
-void watch(QDBusConnection bus, Shell* shell)
-{
-    bus.connect(QString(), QStringLiteral("/org/freedesktop/DBus/Local"), QStringLiteral("org.freedesktop.DBus.Local"),
-                QStringLiteral("Disconnected"), shell, SLOT(busLost()));
-}
-
-} // namespace
 
 Shell::Shell(QCoreApplication* application)
     : QObject(application)
@@ -42,8 +30,8 @@ void Shell::startClients()
 {
     wire::registerTypes();
     m_gate = gate::BusGate::open();
-    watch(QDBusConnection::systemBus(), this);
-    watch(clients::bus(), this);
+    wire::watchForLoss(QDBusConnection::systemBus(), this, SLOT(busLost()));
+    wire::watchForLoss(clients::bus(), this, SLOT(busLost()));
     m_dataManagement = std::make_unique<data::DataManagementClient>();
     data::DataManagementClient::instance = m_dataManagement.get();
     // These hold nothing and stay until the process ends: export threads that nobody joins may be inside one of them.
