@@ -14,17 +14,12 @@ namespace
 // What the protocol lets one request ask for.
 constexpr int mostRegisters = 125;
 
-int widthOf(unsigned char varSize)
-{
-    return varSize == zemo::data::VarSizeInt32 || varSize == zemo::data::VarSizeUint32 ? 2 : 1;
-}
-
-int endOf(const ModbusRegister& source)
+int endOf(const ModbusSource& source)
 {
     return source.address + widthOf(source.size);
 }
 
-bool fits(const ModbusBlock& block, const ModbusRegister& source)
+bool fits(const ModbusBlock& block, const ModbusSource& source)
 {
     return block.isInput == source.isInput && source.address <= block.first + block.count &&
            endOf(source) - block.first <= mostRegisters;
@@ -37,6 +32,11 @@ void add(ModbusBlock& block, const ModbusItem& item)
 }
 
 } // namespace
+
+int widthOf(unsigned char varSize)
+{
+    return varSize == zemo::data::VarSizeInt32 || varSize == zemo::data::VarSizeUint32 ? 2 : 1;
+}
 
 QList<ModbusBlock> blocksOf(QList<ModbusItem> items)
 {

@@ -11,7 +11,7 @@ namespace platformd
 struct ModbusItem
 {
     int id = 0;
-    ModbusRegister source;
+    ModbusSource source;
 };
 
 /// Registers without a gap between, read from a device in one request.
@@ -22,6 +22,9 @@ struct ModbusBlock
     quint16 count = 0;
     QList<ModbusItem> items;
 };
+
+/// How many registers a value of this var size takes.
+int widthOf(unsigned char varSize);
 
 /// The items of one device, whose host, port and unit don't matter here, in as few blocks as hold no register that
 /// nobody asked for: a device refuses a whole request for one register that it lacks.

@@ -18,7 +18,7 @@ void closeAndFree(modbus_t* connection)
 }
 
 // A name for people.
-QString nameOf(const ModbusRegister& device)
+QString nameOf(const ModbusSource& device)
 {
     return QStringLiteral("%1:%2 unit %3").arg(device.host).arg(device.port).arg(device.unit);
 }

@@ -41,7 +41,7 @@ private:
     Outcome readOneByOne(const ModbusBlock& block, QHash<int, qint64>& values);
     void tellRefused(const ModbusItem& item);
 
-    ModbusRegister m_device;
+    ModbusSource m_device;
     QList<ModbusBlock> m_blocks;
     std::unique_ptr<_modbus, void (*)(_modbus*)> m_connection;
     bool m_isAway = false;   ///< and that has been told

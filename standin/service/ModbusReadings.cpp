@@ -60,7 +60,7 @@ ModbusReadings::ModbusReadings(const Scenario& scenario)
     {
         if (parameter.signal.kind == Signal::Kind::Modbus)
         {
-            const ModbusRegister& source = parameter.signal.source;
+            const ModbusSource& source = parameter.signal.source;
             items[{source.host, source.port, source.unit}].append({parameter.id, source});
         }
     }

@@ -175,7 +175,8 @@ QMap<int, zemo::data::Metadata> Platform::defaultLog(const QString& locale) cons
 QMap<int, zemo::data::Metadata> Platform::modbusParams(const QString& locale) const
 {
     return describeAll(*m_scenario, localeName(locale),
-                       [](const Parameter& parameter) { return parameter.registerKind != 0; });
+                       [](const Parameter& parameter)
+                       { return parameter.registerKind != zemo::data::ModbusNoRegister; });
 }
 
 QList<zemo::data::ChangeLogEntry> Platform::changeLog(int count, const QString& locale) const

@@ -8,7 +8,7 @@ namespace platformd
 {
 
 /// A register of a device that is reached by Modbus over TCP.
-struct ModbusRegister
+struct ModbusSource
 {
     QString host; ///< a name or an address
     quint16 port = 502;
@@ -43,7 +43,7 @@ struct Signal
     double step = 1; ///< may be a fraction; the count is rounded down
     qint64 seed = 0;
     QStringList texts;
-    ModbusRegister source;
+    ModbusSource source;
 };
 
 /// The number that the parameter `id` has at `time`, in seconds since 1970-01-01 UTC; 0 for texts

@@ -1,6 +1,9 @@
 #include "SignalReader.h"
 
+#include "ModbusBlocks.h"
+
 #include <zemo/DataValue.h>
+#include <zemo/Metadata.h>
 
 #include <QMap>
 #include <QRegularExpression>
@@ -16,8 +19,6 @@ namespace
 
 constexpr double longestPeriod = 1e9;
 constexpr double steepestStep = 1e9;
-constexpr quint8 holdingRegister = 1;
-constexpr quint8 inputRegister = 2;
 
 const QMap<QString, Signal::Kind>& kinds()
 {
@@ -103,7 +104,7 @@ quint8 readUnit(const JsonNode& node)
 {
     constexpr int lastUnit = 247;
     constexpr int deviceItself = 255;
-    const auto unit = node.integer(ModbusRegister().unit, 0, deviceItself);
+    const auto unit = node.integer(ModbusSource().unit, 0, deviceItself);
     if (unit > lastUnit && unit != deviceItself)
     {
         node.refuse(QStringLiteral("must be a unit from 0 to %1, or %2").arg(lastUnit).arg(deviceItself));
@@ -111,22 +112,17 @@ quint8 readUnit(const JsonNode& node)
     return static_cast<quint8>(unit);
 }
 
-bool takesTwoRegisters(unsigned char varSize)
+ModbusSource readSource(JsonObject& object, const ParameterRegister& place)
 {
-    return varSize == zemo::data::VarSizeInt32 || varSize == zemo::data::VarSizeUint32;
-}
-
-ModbusRegister readSource(JsonObject& object, const ParameterRegister& place)
-{
-    ModbusRegister source;
+    ModbusSource source;
     source.host = readHost(object.required(QStringLiteral("host")));
     source.port = static_cast<quint16>(object.at(QStringLiteral("port")).integer(source.port, 1, UINT16_MAX));
     source.unit = readUnit(object.at(QStringLiteral("unit")));
-    source.isInput = place.kind == inputRegister;
+    source.isInput = place.kind == zemo::data::ModbusInputRegister;
     const JsonNode address = object.at(QStringLiteral("address"));
     source.address = static_cast<quint16>(address.integer(place.address, 0, UINT16_MAX));
     source.size = place.size;
-    if (takesTwoRegisters(place.size) && source.address == UINT16_MAX)
+    if (widthOf(place.size) == 2 && source.address == UINT16_MAX)
     {
         address.refuse(QStringLiteral("leaves no room for the second register of 32 bits"));
     }
@@ -140,7 +136,7 @@ QString whyNoModbus(const ParameterRegister* place)
     {
         return QStringLiteral("\"modbus\" is for parameters");
     }
-    if (place->kind != holdingRegister && place->kind != inputRegister)
+    if (place->kind != zemo::data::ModbusHoldingRegister && place->kind != zemo::data::ModbusInputRegister)
     {
         return QStringLiteral("\"modbus\" takes a parameter with \"register\" 1 or 2");
     }

@@ -330,12 +330,12 @@ TEST(Scenario, StringsAndNumbersAreNotMixed)
 
 TEST(Scenario, AModbusSignalTakesItsRegisterFromTheParameterAndTheRestFromItsFields)
 {
-    const platformd::ModbusRegister plain =
+    const platformd::ModbusSource plain =
         readParameter(R"("size": 5, "register": 1, "address": 300, "signal": {"kind": "modbus", "host": "plc"})")
             .signal.source;
-    const platformd::ModbusRegister full = readParameter(R"("size": 6, "register": 2, "address": 30001,
+    const platformd::ModbusSource full = readParameter(R"("size": 6, "register": 2, "address": 30001,
                          "signal": {"kind": "modbus", "host": "192.0.2.7", "port": 1502, "unit": 255, "address": 0})")
-                                               .signal.source;
+                                             .signal.source;
 
     EXPECT_EQ(plain.host, QStringLiteral("plc"));
     EXPECT_EQ(plain.port, 502);
