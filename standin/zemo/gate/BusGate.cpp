@@ -47,6 +47,26 @@ bool has(const pollfd& entry, short event)
     return (entry.revents & event) != 0;
 }
 
+// False when the other side is gone.
+bool receiveFrom(Endpoint& side, const pollfd& entry)
+{
+    if (!has(entry, POLLIN | POLLHUP | POLLERR))
+    {
+        return true;
+    }
+    return side.receive();
+}
+
+// False when the other side is gone.
+bool sendTo(Endpoint& side)
+{
+    if (side.output.isEmpty())
+    {
+        return true;
+    }
+    return side.send();
+}
+
 std::unique_ptr<BusGate> noGate(const char* reason)
 {
     ZEMO_LIBRARY_TRACE(3, "No gate before the system bus, so no flood of calls is held back: %s", reason);
@@ -150,13 +170,23 @@ bool BusGate::turn()
         pollfd{m_process.number(), m_process.events(m_bus.output.size() < enoughOutput), 0},
         pollfd{m_bus.number(), m_bus.events(m_process.output.size() < enoughOutput), 0}};
     poll(entries.data(), entries.size(), pollTimeout());
-    const bool gone = (has(entries[1], POLLIN | POLLHUP | POLLERR) && !m_process.receive()) ||
-                      (has(entries[2], POLLIN | POLLHUP | POLLERR) && !m_bus.receive());
+    bool bothThere = receiveFrom(m_process, entries[1]);
+    if (bothThere)
+    {
+        bothThere = receiveFrom(m_bus, entries[2]);
+    }
     passFromProcess();
     passFromBus();
     deliverCalls();
-    return !gone && entries[0].revents == 0 && (m_process.output.isEmpty() || m_process.send()) &&
-           (m_bus.output.isEmpty() || m_bus.send());
+    if (!bothThere || entries[0].revents != 0)
+    {
+        return false;
+    }
+    if (!sendTo(m_process))
+    {
+        return false;
+    }
+    return sendTo(m_bus);
 }
 
 int BusGate::pollTimeout() const
