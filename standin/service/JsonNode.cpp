@@ -58,11 +58,6 @@ bool JsonNode::isNull() const
     return m_value.isNull();
 }
 
-const QString& JsonNode::path() const
-{
-    return m_path;
-}
-
 qint64 JsonNode::integer(qint64 fallback, qint64 least, qint64 most) const
 {
     if (isAbsent())

@@ -22,7 +22,6 @@ public:
     bool isString() const;
     bool isArray() const;
     bool isNull() const;
-    const QString& path() const;
 
     qint64 integer(qint64 fallback, qint64 least, qint64 most) const;
     double number(double fallback, double least, double most) const;

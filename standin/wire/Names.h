@@ -13,6 +13,5 @@ inline const QString interfaceName = QStringLiteral("com.tarn.zemo.platform");
 
 /// The object through which tests and people steer the service; no client uses it.
 inline const QString controlPath = QStringLiteral("/Control");
-inline const QString controlInterfaceName = QStringLiteral("com.tarn.zemo.platform.Control");
 
 } // namespace zemo::wire

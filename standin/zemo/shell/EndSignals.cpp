@@ -25,8 +25,7 @@ void wake(int /*number*/)
 
 } // namespace
 
-EndSignals::EndSignals(QObject* parent)
-    : QObject(parent)
+EndSignals::EndSignals()
 {
     if (pipe2(m_pipe.data(), O_CLOEXEC | O_NONBLOCK) != 0)
     {

@@ -16,7 +16,7 @@ class EndSignals : public QObject
     Q_OBJECT
 
 public:
-    explicit EndSignals(QObject* parent);
+    EndSignals();
     ~EndSignals() override;
 
 signals:

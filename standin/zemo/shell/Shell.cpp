@@ -16,7 +16,6 @@ namespace zemo::shell
 
 Shell::Shell(QCoreApplication* application)
     : QObject(application)
-    , m_endSignals(nullptr)
 {
     connect(&m_endSignals, &EndSignals::received, application, [] { QCoreApplication::exit(0); });
 }
