@@ -31,13 +31,12 @@ namespace threading
 
 struct Lock::Private
 {
-    const char* name;
     QRecursiveMutex mutex;
     int depth = 0; // guarded by the mutex
 };
 
-Lock::Lock(const char* name)
-    : d(new Private{name, {}, 0})
+Lock::Lock(const char* /*name*/)
+    : d(new Private)
 {
 }
 
