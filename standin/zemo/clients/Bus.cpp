@@ -1,7 +1,20 @@
 #include "Bus.h"
 
+#include <wire/Records.h>
+
 namespace zemo::clients
 {
+
+namespace
+{
+
+QDBusConnection connectToBus()
+{
+    wire::registerTypes();
+    return QDBusConnection::connectToBus(systemBusAddress(), QStringLiteral("zemo-clients"));
+}
+
+} // namespace
 
 QString systemBusAddress()
 {
@@ -12,8 +25,7 @@ QString systemBusAddress()
 QDBusConnection bus()
 {
     // Lives for ever, since threads that nobody joins may still ask while the process ends.
-    static const auto& everlasting =
-        *new QDBusConnection(QDBusConnection::connectToBus(systemBusAddress(), QStringLiteral("zemo-clients")));
+    static const auto& everlasting = *new QDBusConnection(connectToBus());
     return everlasting;
 }
 

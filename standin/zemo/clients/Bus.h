@@ -10,7 +10,7 @@ namespace zemo::clients
 QString systemBusAddress();
 
 /// The clients' connection to it, theirs alone: what others send to the process' own connection, however much it is,
-/// keeps no answer of the platform waiting. Any thread.
+/// keeps no answer of the platform waiting. It knows the types of the wire. Any thread.
 QDBusConnection bus();
 
 } // namespace zemo::clients

@@ -92,7 +92,6 @@ QDBusMessage request(const char* operation, const QVariantList& arguments)
 
 QDBusMessage send(const QDBusMessage& request, Patience patience)
 {
-    wire::registerTypes();
     return bus().call(request, QDBus::Block, static_cast<int>(patience.count()));
 }
 

@@ -9,7 +9,6 @@
 #include <zemo/SystemClient.h>
 
 #include <wire/BusLoss.h>
-#include <wire/Records.h>
 
 namespace zemo::shell
 {
@@ -27,7 +26,6 @@ Shell::~Shell()
 
 void Shell::startClients()
 {
-    wire::registerTypes();
     m_gate = gate::BusGate::open();
     wire::watchForLoss(QDBusConnection::systemBus(), this, SLOT(busLost()));
     wire::watchForLoss(clients::bus(), this, SLOT(busLost()));
