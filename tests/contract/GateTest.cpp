@@ -1,5 +1,5 @@
-// The parts of the gate between the process and the bus: what it reads on the wire, whose call is next, and when there is
-// no gate.
+// The parts of the gate between the process and the bus: what it reads on the wire, whose call is next, and when there
+// is no gate.
 #include "PrivateBus.h"
 
 #include <clients/Bus.h>
