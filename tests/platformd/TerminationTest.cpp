@@ -7,6 +7,9 @@
 
 TEST(Termination, WithoutADescriptorForTheSignalsTheProgramEndsAtOnceAndSaysSo)
 {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the undefined sanitizer beside it looks at objects through a pipe, which takes descriptors";
+#endif
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     const auto begin = []
     {
