@@ -13,12 +13,11 @@
 /// another one here.
 struct ClockPage
 {
+    std::int64_t start = 0;    ///< the wall clock where the page's time is 0, since the epoch
+    std::int64_t quickest = 0; ///< no speed is ever higher
     /// How far the clock runs by itself behind the point that was last set. It stands still when whoever drives it
     /// isn't let run, as the others on its processor aren't either.
-    static constexpr std::int64_t longestRun = 2'000'000;
-
-    std::int64_t start = 0;                 ///< the wall clock where the page's time is 0, since the epoch
-    std::int64_t quickest = 0;              ///< no speed is ever higher
+    std::int64_t longestRun = 0;
     std::atomic<std::uint32_t> version = 0; ///< odd while the three below are written
     std::atomic<std::int64_t> reached = 0;
     std::atomic<std::int64_t> since = 0; ///< when that was, by the machine's clock

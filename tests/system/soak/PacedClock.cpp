@@ -4,7 +4,6 @@
 
 #include <QFile>
 
-#include <chrono>
 #include <new>
 #include <pthread.h>
 #include <sched.h>
@@ -12,9 +11,6 @@
 
 namespace
 {
-
-constexpr std::chrono::milliseconds betweenSteps{1};
-static_assert(2 * betweenSteps <= std::chrono::nanoseconds(ClockPage::longestRun), "steps don't stop the clock");
 
 std::chrono::milliseconds milliseconds(std::int64_t nanoseconds)
 {
@@ -37,16 +33,20 @@ ClockPage* newPage(const QString& path)
     return new (memory) ClockPage;
 }
 
+bool hasPriority()
+{
+    return sched_getscheduler(0) == SCHED_RR;
+}
+
 // Those that run by the clock have the priority of the process, and they shall not keep it back. Whoever claims a
 // real-time priority sees to it that the next one may be had.
 void goBeforeOthers()
 {
     sched_param priority{};
-    const int policy = sched_getscheduler(0);
-    if (policy != SCHED_RR || sched_getparam(0, &priority) != 0)
+    if (!hasPriority() || sched_getparam(0, &priority) != 0)
         return;
     ++priority.sched_priority;
-    pthread_setschedparam(pthread_self(), policy, &priority);
+    pthread_setschedparam(pthread_self(), SCHED_RR, &priority);
 }
 
 } // namespace
@@ -58,6 +58,7 @@ PacedClock::PacedClock(const QString& pageFile, const QDateTime& start, int spee
 {
     page->start = start.toMSecsSinceEpoch() * 1'000'000;
     page->quickest = speed;
+    page->longestRun = (hasPriority() ? patienceWithPriority : patience).count();
     page->since = ClockPage::machineTime();
     thread = std::thread([this] { drive(); });
 }
@@ -102,6 +103,6 @@ void PacedClock::drive()
         const std::int64_t stop = page->goOn(wantedSpeed);
         stood += stop;
         longest = std::max<std::int64_t>(longest, stop);
-        std::this_thread::sleep_for(betweenSteps);
+        std::this_thread::sleep_for(std::chrono::nanoseconds(page->longestRun / 2));
     }
 }

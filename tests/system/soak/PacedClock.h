@@ -5,13 +5,14 @@
 #include <QDateTime>
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <thread>
 
 struct ClockPage;
 
 /// A clock for a daemon that runs several times as fast as ours, but only while the machine lets it run: a thread
-/// drives it in steps of a millisecond, and where that thread is held up for longer than two, by the host of a
+/// drives it in steps of half the patience, and where that thread is held up for longer than this, by the host of a
 /// virtual machine for one, the clock stands still. What the daemon then misses, it misses by itself. On the same
 /// processor a single call into the kernel that takes the daemon longer than that stops the clock as well; how long it
 /// stood is told. Of the daemon's waits only those on descriptors (`poll`) follow the clock, which are all that its
@@ -19,6 +20,11 @@ struct ClockPage;
 class PacedClock
 {
 public:
+    /// Where the process has a real-time priority the thread has the next one. The shorter the patience, the less can
+    /// a machine that is away again and again take from those that run by the clock.
+    static constexpr std::chrono::nanoseconds patienceWithPriority = std::chrono::microseconds(500);
+    static constexpr std::chrono::nanoseconds patience = std::chrono::milliseconds(2);
+
     /// The page is a new file. None of the speeds that are set later may be higher than this one.
     PacedClock(const QString& pageFile, const QDateTime& start, int speed);
     ~PacedClock();
