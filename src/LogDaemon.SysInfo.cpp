@@ -16,6 +16,14 @@ QString folderTime()
     return QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-hhmmss"));
 }
 
+/// Looks at the folder each time: where it is gone with its drive, QFile::copy would first copy the whole file to
+/// internal storage.
+bool copyTo(const QString& objL_folder, const QFileInfo& objL_file)
+{
+    return QFileInfo::exists(objL_folder) &&
+           QFile::copy(objL_file.filePath(), QStringLiteral("%1/%2").arg(objL_folder, objL_file.fileName()));
+}
+
 } // namespace
 
 bool LogDaemon::saveSysInfoToUsb()
@@ -92,9 +100,7 @@ bool LogDaemon::copyFolderToUsb(const QString& source, const QString& tag)
         const QFileInfo objL_info(QStringLiteral("%1/%2").arg(source, objL_name));
         if (!objL_info.isSymLink() && objL_info.isFile())
         {
-            const QString objL_target =
-                QStringLiteral("%1/%2/%3").arg(objL_drive.path(), objL_folder, objL_info.fileName());
-            bL_result = QFile::copy(objL_info.filePath(), objL_target) && bL_result;
+            bL_result = copyTo(objL_drive.filePath(objL_folder), objL_info) && bL_result;
         }
     }
     syncFileSystem();
@@ -115,8 +121,7 @@ bool LogDaemon::copyDirectoryTree(const QString& source, const QString& target)
         const QFileInfo objL_info(source + QLatin1Char('/') + objL_name);
         if (objL_info.isFile())
         {
-            const QString objL_copy = objL_target.path() + QLatin1Char('/') + objL_name;
-            bL_result = QFile::copy(objL_info.filePath(), objL_copy) && bL_result;
+            bL_result = copyTo(objL_target.path(), objL_info) && bL_result;
         }
         else if (objL_info.isDir())
         {

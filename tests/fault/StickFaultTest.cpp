@@ -101,8 +101,8 @@ void clearEnergyLog()
 class JobRun : public FaultyRun
 {
 public:
-    JobRun(const Sticks& sticks, const QString& job)
-        : FaultyRun(sticks.first())
+    JobRun(const Sticks& sticks, const QString& job, const QString& further = {})
+        : FaultyRun(sticks.first() + further)
         , arguments({job, sticks.first(), sticks.next()})
     {
         countTogether();
@@ -182,6 +182,34 @@ TEST(PulledStickOfAScript, FailsTheScriptAndTheJobTellsSo)
 
     EXPECT_EQ(run.told("first"), "0") << qPrintable(run.output().join('\n'));
     EXPECT_EQ(run.told("next"), "1");
+}
+
+TEST(PulledStickOfCopies, CostsInternalStorageNothing)
+{
+    fillFixedFolders();
+    const QByteArray usual = qgetenv("TMPDIR");
+    for (const char* job : {"SysLog", "InternalLogsRaw", "CoreDumps"})
+    {
+        SCOPED_TRACE(job);
+        const Sticks whole;
+        const Sticks sticks;
+        const QTemporaryDir internal;
+        qputenv("TMPDIR", internal.path().toUtf8());
+        JobRun counting(whole, job, ':' + internal.path());
+        JobRun run(sticks, job, ':' + internal.path());
+        qputenv("TMPDIR", usual);
+        ASSERT_TRUE(counting.run());
+        const QStringList calls = counting.calls();
+        const qsizetype folderMade = calls.indexOf(QRegularExpression("^mkdir " + whole.first() + "/.*"));
+        ASSERT_GE(folderMade, 0);
+        run.at(static_cast<int>(folderMade) + 2).action("fail").set("SPAN", "0");
+
+        ASSERT_TRUE(run.run());
+
+        EXPECT_EQ(run.told("first"), "0") << qPrintable(run.output().join('\n'));
+        const QRegularExpression temporary("^open " + internal.path() + "(/qt_temp.*)?$");
+        EXPECT_EQ(run.calls().filter(temporary).size(), 0) << qPrintable(run.calls().join('\n'));
+    }
 }
 
 // A stick that is pulled on the way keeps the alarms up to there, with what belongs to each.
