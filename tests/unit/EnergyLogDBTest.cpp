@@ -58,6 +58,32 @@ protected:
     std::unique_ptr<EnergyLogDB> db = std::make_unique<EnergyLogDB>(nullptr);
 };
 
+/// The log gives up at once where it would wait five seconds for another program.
+void waitForNoLock()
+{
+    runOnQueue(zemo::SQLiteDB::executor(),
+               []
+               {
+                   QSqlQuery(QSqlDatabase::database(QStringLiteral("zemologd-energylog"), false))
+                       .exec(QStringLiteral("PRAGMA busy_timeout = 0"));
+               });
+}
+
+/// Another program within a transaction that has read the file.
+class LastingReader
+{
+public:
+    LastingReader()
+    {
+        m_connection.execute(QStringLiteral("PRAGMA busy_timeout = 0"));
+        m_connection.execute(QStringLiteral("BEGIN"));
+        m_connection.execute(allHourly);
+    }
+
+private:
+    EnergyLogFile::Connection m_connection;
+};
+
 /// A plain SQLite table of the log's shape with the named value columns.
 QString plainTable(const char* name, const char* key, const char* columns)
 {
@@ -779,6 +805,40 @@ TEST_F(EnergyLogDBTest, AFailedCommitIsTracedOnlyAndTheCleanUpStillRuns)
     EXPECT_TRUE(file.rows(allHourly).isEmpty()) << "the new rows are lost, the old one is cleaned up";
     EXPECT_TRUE(db->addHourlyEntries(entries)) << "with room again";
     EXPECT_EQ(file.number(QStringLiteral("SELECT COUNT(*) FROM hourly")), entries.size());
+}
+
+// A program that reads the file in one transaction for longer than a commit waits.
+TEST_F(EnergyLogDBTest, ACommitThatAReaderKeepsOffIsMadeUpForByTheNextOne)
+{
+    ASSERT_TRUE(db->init(1, invalid));
+    waitForNoLock();
+    {
+        const LastingReader reader;
+        EXPECT_TRUE(db->addHourlyEntry(entry(year, 3, 5, 7, {1})));
+    }
+
+    EXPECT_EQ(platform.traceCount("Main", 5, "commit", "transaction commit failed"), 1);
+    EXPECT_EQ(hours().size(), 1) << "to the log itself it is there";
+    EXPECT_THROW(LastingReader(), std::runtime_error) << "the lock is half taken";
+    EXPECT_TRUE(db->addHourlyEntry(entry(year, 3, 5, 8, {2})));
+    EXPECT_EQ(platform.traceCount("Main", 5, "Transaction", "transaction start failed"), 1);
+    EXPECT_EQ(file.number(QStringLiteral("SELECT COUNT(*) FROM hourly")), 2);
+}
+
+TEST_F(EnergyLogDBTest, ARowOfACommitThatAReaderKeptOffIsLostWhenTheProcessEndsBeforeTheNextOne)
+{
+    ASSERT_TRUE(db->init(1, invalid));
+    ASSERT_TRUE(db->addHourlyEntry(entry(year, 3, 5, 7, {1})));
+    waitForNoLock();
+    {
+        const LastingReader reader;
+        EXPECT_TRUE(db->addHourlyEntry(entry(year, 3, 5, 8, {2})));
+    }
+
+    restart();
+
+    ASSERT_TRUE(db->init(1, invalid));
+    EXPECT_EQ(hours(), QStringList(QStringLiteral("%1-3-5 7|1").arg(year)));
 }
 
 TEST_F(EnergyLogDBTest, AFullDiskUnderAnAddIsTracedAndThrownAndTheNextAddWorks)
