@@ -275,16 +275,36 @@ TEST_F(StandinClients, WhatTheBusDoesNotCarryIsNotAskedAndCostsNoConnection)
     data::DataManagementClient& dataManagement = *data::DataManagementClient::instance;
     const size_t before = services.calls().size();
 
+    const QChar ofThreeBytes(0x4E00);
+
     EXPECT_TRUE(dataManagement.getValues(QList<int>(most / 4 + 1, 1)).isEmpty());
-    EXPECT_TRUE(dataManagement.getDefaultLog(QString(most, QLatin1Char('x'))).isEmpty());
+    EXPECT_TRUE(dataManagement.getDefaultLog(QString(most / 3 + 1, ofThreeBytes)).isEmpty());
     EXPECT_FALSE(dataManagement.restoreSettings(QByteArray(most + 1, 'x')));
 
     EXPECT_EQ(services.calls().size(), before);
-    const std::string reason = " is not answered: org.freedesktop.DBus.Error.LimitsExceeded: too much for one message";
+    const std::string reason = " is not answered: com.tarn.zemo.platform.Error.NotAsked: too much for one message";
     EXPECT_EQ(tracedLines(), (std::vector<TraceLine>{{"zemo", 4, "getValues" + reason},
                                                      {"zemo", 4, "getDefaultLog" + reason},
                                                      {"zemo", 4, "restoreSettings" + reason}}));
     EXPECT_TRUE(dataManagement.restoreSettings(QByteArray(most, 'x')));
+    dataManagement.getValues(QList<int>(most / 4, 1));
+    dataManagement.getDefaultLog(QString(most / 3, ofThreeBytes));
+    EXPECT_EQ(services.calls().size(), before + 3);
+}
+
+TEST_F(StandinClients, WhatWasNotAskedTellsNothingOfTheServices)
+{
+    services.vanish();
+    EXPECT_EQ(system::SystemClient::instance->getDeviceName(), QString());
+    forgetTrace();
+
+    data::DataManagementClient::instance->getValues(QList<int>(8LL * 1024 * 1024, 1));
+    EXPECT_EQ(system::SystemClient::instance->getDeviceName(), QString());
+
+    EXPECT_EQ(tracedLines(), (std::vector<TraceLine>{{"zemo", 4,
+                                                      "getValues is not answered: "
+                                                      "com.tarn.zemo.platform.Error.NotAsked: too much for one "
+                                                      "message"}}));
 }
 
 TEST_F(StandinClients, AnAnswerOfAnotherTypeIsNoAnswer)

@@ -5,7 +5,8 @@
 namespace zemo::system
 {
 
-/// The unit itself. Blocking, from any thread; empty when the answer cannot be had.
+/// The unit itself. Blocking, from any thread. An answer that cannot be had is empty, or the
+/// serial number that was answered last.
 class SystemClient
 {
 public:

@@ -33,11 +33,13 @@ public:
     {
         const QMutexLocker guard(&m_mutex);
         notePresence();
-        if (!m_failing.contains(operation))
-        {
-            m_failing.insert(operation);
-            ZEMO_LIBRARY_TRACE(4, "%s is not answered: %s", operation.constData(), reason.constData());
-        }
+        noteFailing(operation, reason);
+    }
+
+    void notAsked(const QByteArray& operation, const QByteArray& reason)
+    {
+        const QMutexLocker guard(&m_mutex);
+        noteFailing(operation, reason);
     }
 
     void absent(const QByteArray& reason)
@@ -57,6 +59,15 @@ private:
         {
             m_present = true;
             ZEMO_LIBRARY_TRACE(1, "The platform's services are back");
+        }
+    }
+
+    void noteFailing(const QByteArray& operation, const QByteArray& reason)
+    {
+        if (!m_failing.contains(operation))
+        {
+            m_failing.insert(operation);
+            ZEMO_LIBRARY_TRACE(4, "%s is not answered: %s", operation.constData(), reason.constData());
         }
     }
 
@@ -105,6 +116,10 @@ void noteOutcome(const char* operation, const QDBusError& error)
     else if (meansAbsence(error))
     {
         serviceState().absent(reason);
+    }
+    else if (error.name() == QLatin1String(refusal))
+    {
+        serviceState().notAsked(operation, reason);
     }
     else
     {

@@ -11,8 +11,8 @@
 #include <type_traits>
 
 /// How every client asks the platform's services: one blocking call on the system bus, from any thread, with an empty
-/// result where there is no answer. No event loop has a part in it, so it works on a thread that has none and while
-/// the main thread is blocked.
+/// result where there is no answer (but for a serial number that is known). No event loop has a part in it, so it works
+/// on a thread that has none and while the main thread is blocked.
 namespace zemo::clients
 {
 
@@ -23,7 +23,8 @@ constexpr Patience usualPatience = std::chrono::seconds(25);
 /// For what is asked every second.
 constexpr Patience shortPatience = std::chrono::seconds(5);
 
-/// What the arguments of a question may take. The bus cuts off whoever sends a message of more than 32 MiB.
+/// What the arguments of a question may take. The bus cuts off whoever sends a message of more than 32 MiB, of which a
+/// head, lengths and padding take a little.
 constexpr qsizetype mostBytes = 31LL * 1024 * 1024;
 
 /// What an argument takes in a message at most.
@@ -31,6 +32,7 @@ template <class Argument> qsizetype bytesOf(const Argument& argument)
 {
     if constexpr (std::is_arithmetic_v<Argument>)
     {
+        static_assert(sizeof argument >= 4, "a bool takes more in a message");
         return sizeof argument;
     }
     else if constexpr (std::is_same_v<Argument, QString>)
@@ -39,9 +41,13 @@ template <class Argument> qsizetype bytesOf(const Argument& argument)
     }
     else
     {
+        static_assert(std::is_arithmetic_v<typename Argument::value_type>, "what it refers to counts as well");
         return argument.size() * static_cast<qsizetype>(sizeof(typename Argument::value_type));
     }
 }
+
+/// The error of a question that was never asked, and so tells nothing of the services.
+inline constexpr char refusal[] = "com.tarn.zemo.platform.Error.NotAsked";
 
 /// The message that asks for `operation`. It starts no service.
 QDBusMessage request(const char* operation, const QVariantList& arguments);
@@ -54,7 +60,7 @@ template <class... Arguments> QDBusMessage send(Patience patience, const char* o
 {
     if ((bytesOf(arguments) + ... + 0) > mostBytes)
     {
-        return QDBusMessage::createError(QDBusError::LimitsExceeded, QStringLiteral("too much for one message"));
+        return QDBusMessage::createError(QLatin1String(refusal), QStringLiteral("too much for one message"));
     }
     return send(request(operation, {QVariant::fromValue(arguments)...}), patience);
 }
