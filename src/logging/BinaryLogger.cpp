@@ -60,11 +60,12 @@ QString dateOf(const QFile& objL_file)
         .toString(QStringLiteral("yyyyMMdd"));
 }
 
-void play(BinaryRows& objL_rows, const QString& objL_baseName, FileLogger* target)
+void play(BinaryRows& objL_rows, const QFile& objL_file, FileLogger* target)
 {
     target->updateParameters(
         zemo::data::DataManagementClient::instance->getMetadata(objL_rows.ids(), QStringLiteral("en_GB")));
-    target->setBaseName(objL_baseName);
+    // Behind the question, which may take long: a log that still records may go on past midnight meanwhile.
+    target->setBaseName(dateOf(objL_file));
     target->start(false);
     while (objL_rows.next())
     {
@@ -239,7 +240,7 @@ bool BinaryLogger::read(const QString& path, FileLogger* target)
             return false;
         }
         BinaryRows objL_rows(objL_stream, u32L_count);
-        play(objL_rows, dateOf(objL_file), target);
+        play(objL_rows, objL_file, target);
         return true;
     }
     catch (const std::exception& objL_exception)

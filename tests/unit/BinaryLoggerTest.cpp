@@ -33,6 +33,13 @@ namespace
 
 bool readsFail = false;
 
+void setLastWrite(const QString& path, qint64 seconds)
+{
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+    ASSERT_TRUE(file.setFileTime(QDateTime::fromSecsSinceEpoch(seconds), QFileDevice::FileModificationTime));
+}
+
 } // namespace
 
 // In place of the operating system's own: a medium that fails under the reader.
@@ -833,14 +840,23 @@ TEST_F(BinaryLoggerTest, TheTargetsBaseNameIsTheLocalDateOfTheLastWrite)
 {
     const TimeZone tokyo("Asia/Tokyo");
     writeFile(path("old.blf"), EmptyLog);
-    QFile file(path("old.blf"));
-    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
-    file.setFileTime(QDateTime::fromSecsSinceEpoch(1700000000), QFileDevice::FileModificationTime);
-    file.close();
+    setLastWrite(path("old.blf"), 1700000000);
 
     EXPECT_TRUE(BinaryLogger::read(path("old.blf"), &target));
 
     EXPECT_EQ(target.baseName, "20231115");
+}
+
+TEST_F(BinaryLoggerTest, AWriteWhileTheDescriptionsAreFetchedStillCountsForTheBaseName)
+{
+    const TimeZone tokyo("Asia/Tokyo");
+    writeFile(path("old.blf"), EmptyLog);
+    setLastWrite(path("old.blf"), 1700000000);
+    platform.onCall = [&](const char*) { setLastWrite(path("old.blf"), 1700100000); };
+
+    EXPECT_TRUE(BinaryLogger::read(path("old.blf"), &target));
+
+    EXPECT_EQ(target.baseName, "20231116");
 }
 
 TEST_F(BinaryLoggerTest, AFileOfAHeadWithoutParametersGivesATargetThatStartsAndStops)
