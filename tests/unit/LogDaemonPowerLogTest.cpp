@@ -792,7 +792,7 @@ TEST(PowerLogOutcome, WithoutAThreadToBeHadTheExportIsRefusedWithoutASignalAndTh
         EXPECT_FALSE(stage.daemon.PowerLogExportToUsb("en_GB"));
     }
     EXPECT_EQ(stage.platform.traceCount(Module, 4, "PowerLogExportMain",
-                                        "Failed to start a thread: Resource temporarily unavailable"),
+                                        "Failed to start a thread: " + std::generic_category().message(EAGAIN)),
               1);
     EXPECT_EQ(stage.raised(), QStringList());
 
