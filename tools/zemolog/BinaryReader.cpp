@@ -19,28 +19,6 @@ std::string localTime(uint32_t seconds)
     return text.data();
 }
 
-uint64_t number(const unsigned char* bytes, int width)
-{
-    uint64_t result = 0;
-    for (int i = 0; i < width; ++i)
-    {
-        result = result << 8 | bytes[i];
-    }
-    return result;
-}
-
-std::string valueText(uint8_t varSize, const unsigned char* bytes)
-{
-    const int width = BinaryFormat::valueWidth(varSize);
-    const uint64_t value = number(bytes, width);
-    if (BinaryFormat::isUnsigned(varSize))
-    {
-        return std::to_string(value);
-    }
-    const int shift = 64 - 8 * width;
-    return std::to_string(static_cast<int64_t>(value << shift) >> shift);
-}
-
 } // namespace
 
 BinaryReader::BinaryReader(std::ifstream file, const Names& names)
@@ -54,11 +32,11 @@ void BinaryReader::readHead(const Names& names)
 {
     std::array<unsigned char, BinaryFormat::HeadSize> head{};
     m_file.read(reinterpret_cast<char*>(head.data()), head.size());
-    if (m_file.gcount() != BinaryFormat::HeadSize || number(head.data(), 4) != BinaryFormat::Magic)
+    if (m_file.gcount() != BinaryFormat::HeadSize || BinaryFormat::number(head.data(), 4) != BinaryFormat::Magic)
     {
         throw Failure(ExitData, "not a binary log");
     }
-    const auto count = static_cast<uint32_t>(number(head.data() + 4, 4));
+    const auto count = static_cast<uint32_t>(BinaryFormat::number(head.data() + 4, 4));
     if (count > BinaryFormat::MaximumParameters)
     {
         throw Failure(ExitData, "a head with " + std::to_string(count) + " parameters");
@@ -73,8 +51,8 @@ void BinaryReader::readHead(const Names& names)
             throw Failure(ExitData, "the table of parameters is cut off");
         }
         m_table.push_back({entry[2], entry[3]});
-        m_columns.push_back(names.of(static_cast<int>(number(entry.data(), 2))));
-        width += entry[2] == zemo::data::VarTypeInteger ? BinaryFormat::valueWidth(entry[3]) : 0;
+        m_columns.push_back(names.of(static_cast<int>(BinaryFormat::number(entry.data(), 2))));
+        width += BinaryFormat::isStored(entry[2]) ? BinaryFormat::valueWidth(entry[3]) : 0;
     }
     m_row.resize(static_cast<size_t>(width));
     m_offset = BinaryFormat::HeadSize + int64_t(count) * BinaryFormat::TableEntrySize;
@@ -94,16 +72,16 @@ std::optional<Row> BinaryReader::next()
         return std::nullopt;
     }
     m_offset += static_cast<int64_t>(got);
-    Row row{localTime(static_cast<uint32_t>(number(m_row.data(), 4))), {}};
+    Row row{localTime(static_cast<uint32_t>(BinaryFormat::number(m_row.data(), 4))), {}};
     const unsigned char* bytes = m_row.data() + BinaryFormat::TimeSize;
     for (const Column& column : m_table)
     {
-        if (column.varType != zemo::data::VarTypeInteger)
+        if (!BinaryFormat::isStored(column.varType))
         {
             row.cells.emplace_back(); // has no place in the rows
             continue;
         }
-        row.cells.push_back(valueText(column.varSize, bytes));
+        row.cells.push_back(std::to_string(BinaryFormat::decode(column.varSize, bytes)));
         bytes += BinaryFormat::valueWidth(column.varSize);
     }
     return row;
