@@ -51,13 +51,14 @@ public:
 
     // Main USB log
 
-    /// Starts the log with at least `interval` seconds between two rows. True when it runs, also when it ran before:
+    /// Starts the log with at least `interval` seconds between two rows. True when it is on, also when it was before:
     /// nothing changes then. False without a drive or a file. `continueLog` has nothing to continue: the logger is new.
     bool startUsbLog(int interval, bool continueLog, const QString& objL_locale);
     /// Ends the log; always true.
     bool stopUsbLog();
-    /// Also true while the drive is away. False after midnight if no new file could be opened, and for a log that only
-    /// counts as off, as startCustomUsbLog tells.
+    /// Also true while the drive is away, and for a log that could open no new file for new parameters and writes
+    /// nothing until it is stopped and started. False after midnight if no new file could be opened, and for a log that
+    /// only counts as off, as startCustomUsbLog tells.
     bool isUsbLogActive();
     /// Names of all logged parameters by ascending id, whether a log runs or not; those of the default list in the
     /// locale of the latest refresh.
@@ -66,14 +67,15 @@ public:
     // Custom USB logs; `id` is the client's own
 
     /// Stores prefix and parameters for `id`; always true. A log that runs goes on in a new file if it doesn't have all
-    /// of them, and keeps its columns otherwise; the prefix counts from its next start on.
+    /// of them, or not at all if that can't be opened, and keeps its columns otherwise; the prefix counts from its next
+    /// start on.
     bool configureCustomLogUsb(int id, const QString& prefix, const QList<int>& parameters);
-    /// As startUsbLog, but false also without a configuration. After a start that opened no file the next one makes a
-    /// main log that runs count as off: it writes on and can't be stopped.
+    /// As startUsbLog, but false also without a configuration. After a start, or new parameters, that opened no file
+    /// the next start makes a main log that runs count as off: it writes on and can't be stopped.
     bool startCustomUsbLog(int id, int interval, bool continueLog);
     /// Ends the log, whose file is closed a moment later on queueThread; always true. The configuration stays.
     bool stopCustomUsbLog(int id);
-    /// False also for a log whose start opened no file.
+    /// False also for a log whose start, or new parameters, opened no file.
     bool isCustomUsbLogActive(int id);
     /// Names of the parameters of a log that was started, also in vain, by ascending id; empty otherwise.
     QStringList getCustomUsbLogParameters(int id);
@@ -109,7 +111,8 @@ public:
     QListEnergyLogEntry getEnergyLogMonthly(ushort u16L_startYear, uchar u8L_startMonth, ushort u16L_endYear,
                                             uchar u8L_endMonth);
     /// Starts a thread that writes these months, the last one included, to the first drive, with a title and a number
-    /// of decimals for each value. False without a drive in use. A database that fails on that thread ends the process.
+    /// of decimals for each value. False without a drive in use or a thread. A database that fails on that thread ends
+    /// the process.
     bool exportEnergyLogToUsb(QList<QString> objL_headers, QByteArray objL_decimals, ushort u16L_startYear,
                               uchar u8L_startMonth, ushort u16L_stopYear, uchar u8L_stopMonth);
 
@@ -123,7 +126,8 @@ public:
     using PowerLogSource = std::function<QList<zemo::data::PowerLogRecord>()>;
 
     /// Start a thread that writes hourly records, quarter-hourly ones or both to the first drive, with headings in that
-    /// locale. False while another export is under way. True also without a drive: the outcome is in the signal.
+    /// locale. False while another export is under way and without a thread. True also without a drive: the outcome is
+    /// in the signal.
     bool PowerLogExportToUsb(const QString& locale);
     bool PowerLogExportHourlyToUsb(const QString& locale);
     bool PowerLogExportQuarterlyToUsb(const QString& locale);
@@ -150,15 +154,16 @@ public:
     /// As writeModbusLogToCSV: all parameters that Modbus reaches, and those of the default list with a register.
     bool saveModbusStateToUsb();
     bool saveModbusMostUsedToUsb();
-    /// As writeChangeLog, for the latest 10000 changes. False also when no file can be opened in `objL_path`.
+    /// As writeChangeLog, for at most 10000 changes. False also when no file can be opened in `objL_path`.
     bool saveChangeLogToUsb(QString objL_path);
     /// Writes at most `iL_count` alarms to `objL_path`. True once the file is open: what it took is not looked at.
     bool saveAlarmLogToUsb(int iL_count, QString objL_path);
     /// Runs the platform's script for the drive in use, if there is one or not. True when the shell ends with 0 or by a
     /// signal. A mount path that makes the command longer than its buffer ends the process.
     bool saveSysInfoToUsb();
-    /// Copy files to new folders named by the time. False when a folder of that name is there or a copy failed, except
-    /// of a file in /var/log/p7zemo if a folder beside it copied well afterwards.
+    /// Copy files to new folders named by the time. False when a folder of that name is there, but for the second
+    /// one of saveSysLogToUsb, when a copy failed, except of a file in /var/log/p7zemo if a folder beside it copied
+    /// well afterwards, and when /var/log/p7zemo is missing.
     bool saveSysLogToUsb();
     bool saveCoreDumpsToUsb();
     bool saveInternalLogsToUsbRaw();

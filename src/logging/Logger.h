@@ -42,13 +42,13 @@ public:
 
     /// Begins a log; true when it can take rows.
     virtual bool start(bool continueLog) = 0;
-    /// Ends the log, if one runs; always true.
+    /// Ends the log, if one runs; always true. The history in memory has no end.
     virtual bool stop() = 0;
     /// Hands to the system what is still buffered. Any thread; a logger without a file does nothing.
     virtual void flush();
 
 public slots:
-    /// Takes one set of values; true when it was kept.
+    /// Takes one set of values; true when it was not skipped.
     virtual bool log(uint32_t u32L_timestamp, QMap<int32_t, DataValue> objL_values) = 0;
     /// Names the parameters that are to be kept.
     virtual void updateParameters(QMap<int32_t, Metadata> objL_logParameters) = 0;

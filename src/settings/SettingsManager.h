@@ -13,7 +13,7 @@ class SettingsManager : public QObject
 
 public:
     /// Of a restore: longer headers do not parse, larger files count as files that can't be opened. The bus cuts off
-    /// whoever sends more than 32 MiB, so it is no larger than what one message carries to the service.
+    /// whoever sends more than 32 MiB, so what is handed over stays below.
     static constexpr qint64 MaxHeaderBytes = 1024LL * 1024;
     static constexpr qint64 MaxFileBytes = 31LL * 1024 * 1024;
 
