@@ -319,6 +319,17 @@ TEST_F(Zemolog, ADamagedLogIsDrawnAsFarAsItIsGoodAndTheDamageTold)
     EXPECT_NE(read("a.svg").find("Level"), std::string::npos);
 }
 
+TEST_F(Zemolog, ALogThatIsDamagedInItsFirstRowIsNotDrawnAndTheDamageTold)
+{
+    write("a.csv", "\tLevel\n2026-11-15 03:31:47");
+
+    const Outcome outcome = run("plot a.csv -o a.svg");
+
+    EXPECT_EQ(outcome.exitCode, 65);
+    EXPECT_NE(outcome.out.find("; 0 rows before it are good"), std::string::npos) << outcome.out;
+    EXPECT_EQ(read("a.svg"), "");
+}
+
 TEST_F(Zemolog, ALogThatComesThroughAPipeHasNoSize)
 {
     write("a.csv", "\tLevel\n2026-11-15 03:31:47\t1\n");

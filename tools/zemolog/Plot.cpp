@@ -166,10 +166,13 @@ Summary plot(LogReader& log, const PlotOptions& options)
     {
         throw cannotWrite(data.path());
     }
-    if (summary.rows == 0)
+    if (summary.rows > 0)
+    {
+        runGnuplot(timeLabels(summary, log.timeFormat()) + script);
+    }
+    else if (!log.damage())
     {
         throw Failure(ExitSoftware, "the log has no rows");
     }
-    runGnuplot(timeLabels(summary, log.timeFormat()) + script);
     return summary;
 }
