@@ -75,9 +75,20 @@ TEST_F(ZemologctlWait, AJobThatTakesTooLongEndsTheWaitWithACodeOfItsOwn)
     ASSERT_TRUE(rig.waitForStick(rig.insertStick()));
     ASSERT_TRUE(rig.platform.setDelay(QStringLiteral("saveSettings"), std::chrono::minutes(5)));
 
-    start({"--wait", "--timeout", "1", "settings", "save"});
+    start({"--wait", "--timeout", "5", "settings", "save"});
 
     EXPECT_EQ(client.waitForEnd(), 75);
+    EXPECT_EQ(client.errorLines(), QStringList{"zemologctl: not finished in time"});
+}
+
+TEST_F(ZemologctlWait, JsonNamesTheMethodThatWasCalled)
+{
+    ASSERT_TRUE(rig.start());
+
+    start({"--json", "power", "hourly", "--from", "@1709624400", "--to", "@1709628000"});
+
+    EXPECT_EQ(client.waitForEnd(), 0);
+    EXPECT_EQ(client.outputLines(), QStringList{R"({"method":"PowerLogExportHourlyForPeriodToUsb","result":true})"});
 }
 
 TEST_F(ZemologctlWait, ABusThatGoesEndsTheMonitorAndADaemonThatGoesDoesNot)

@@ -42,10 +42,12 @@ int Client::run(const Command& command, const Given& given)
     {
         return monitor();
     }
-    return call(command, QString::fromStdString(busMethod(command, given)), arguments);
+    Command called = command;
+    called.method = busMethod(command, given);
+    return call(called, arguments);
 }
 
-int Client::call(const Command& command, const QString& method, const QVariantList& arguments)
+int Client::call(const Command& command, const QVariantList& arguments)
 {
     const bool follows = m_options.wait && !command.finishedSignal.empty();
     // Before the call: a quick job may be through before its answer has arrived.
@@ -53,7 +55,8 @@ int Client::call(const Command& command, const QString& method, const QVariantLi
     {
         return deaf();
     }
-    QDBusMessage message = QDBusMessage::createMethodCall(Service, Path, Service, method);
+    QDBusMessage message =
+        QDBusMessage::createMethodCall(Service, Path, Service, QString::fromStdString(command.method));
     message.setArguments(arguments);
     const QDBusMessage reply = m_bus.call(message, QDBus::BlockWithGui, m_options.timeoutMs);
     if (reply.type() != QDBusMessage::ReplyMessage)

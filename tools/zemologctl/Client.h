@@ -35,7 +35,7 @@ private slots:
     void onSignal(const QDBusMessage& message);
 
 private:
-    int call(const Command& command, const QString& method, const QVariantList& arguments);
+    int call(const Command& command, const QVariantList& arguments);
     int follow(const Command& command);
     int monitor();
     int fail(const QDBusMessage& reply) const;
