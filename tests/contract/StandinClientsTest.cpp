@@ -274,7 +274,6 @@ TEST_F(StandinClients, WhatTheBusDoesNotCarryIsNotAskedAndCostsNoConnection)
     constexpr qsizetype most = 31LL * 1024 * 1024;
     data::DataManagementClient& dataManagement = *data::DataManagementClient::instance;
     const size_t before = services.calls().size();
-
     const QChar ofThreeBytes(0x4E00);
 
     EXPECT_TRUE(dataManagement.getValues(QList<int>(most / 4 + 1, 1)).isEmpty());

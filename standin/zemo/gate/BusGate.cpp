@@ -93,7 +93,7 @@ std::unique_ptr<BusGate> BusGate::open()
     Descriptor bus = connectTo(clients::systemBusAddress());
     if (!bus.isOpen())
     {
-        return noGate("no bus answers on a socket of this machine");
+        return noGate("no bus can be reached on a socket of this machine");
     }
     Listener listener = gate::listen();
     if (!listener.socket.isOpen())
