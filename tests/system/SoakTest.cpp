@@ -2,6 +2,8 @@
 #include "ClockPage.h"
 #include "SystemTest.h"
 
+#include <QRegularExpression>
+
 using namespace std::chrono_literals;
 using std::chrono::steady_clock;
 
@@ -34,6 +36,36 @@ TEST(ClockPage, GoesOnFromWhereItStoodAndTellsForHowLongItDid)
     EXPECT_EQ(stood, page.since - begun - page.longestRun);
     EXPECT_GE(page.now(), furthest);
     EXPECT_LE(page.now(), furthest + page.longestRun);
+}
+
+// How much of a file this process keeps in memory, in KiB.
+static int keptOf(const QString& path)
+{
+    QFile file(QStringLiteral("/proc/self/smaps"));
+    if (!file.open(QIODevice::ReadOnly))
+        return 0;
+    const QString maps = QString::fromLocal8Bit(file.readAll());
+    static const QRegularExpression locked(QStringLiteral("\nLocked: +(\\d+) kB"));
+    int kept = 0;
+    const QString end = QLatin1Char(' ') + path + QLatin1Char('\n');
+    for (qsizetype place = maps.indexOf(end); place >= 0; place = maps.indexOf(end, place + 1))
+        kept += locked.match(maps, place).captured(1).toInt();
+    return kept;
+}
+
+TEST(PinnedFiles, KeepTheProgramsBelowThisProcessInMemoryWhileTheyLive)
+{
+    ChildProcess child;
+    ASSERT_TRUE(child.start(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), QStringLiteral("sleep 60; :")}));
+    const QString program = QFileInfo(QStringLiteral("/bin/sleep")).canonicalFilePath();
+    {
+        PinnedFiles pinned;
+        if (!pinned.pin())
+            GTEST_SKIP() << "so much memory may not be kept here";
+        EXPECT_TRUE(waitUntil([&] { return pinned.pin() && keptOf(program) > 0; }));
+        EXPECT_GT(keptOf(QFileInfo(QStringLiteral("/proc/self/exe")).canonicalFilePath()), 0);
+    }
+    EXPECT_EQ(keptOf(program), 0);
 }
 
 TEST(PacedClock, RunsAsFastAsItIsToldButForWhenItStoodStill)

@@ -17,7 +17,7 @@ QByteArray contentOf(const QString& path)
 } // namespace
 
 Scratch::Scratch(const QString& given)
-    : temporary(QStringLiteral("/tmp/zemologd.XXXXXX"))
+    : temporary(qEnvironmentVariable("ZEMO_SCRATCH", QStringLiteral("/tmp")) + QLatin1String("/zemologd.XXXXXX"))
 {
     const QString path = given.isEmpty() ? temporary.path() : given;
     const QStringList arguments = {QStringLiteral("--root"), path, QStringLiteral("--prepare")};

@@ -10,7 +10,8 @@
 class Scratch
 {
 public:
-    /// A new directory under /tmp, or `folder`, which is made if it is missing and stays.
+    /// A new directory under /tmp or under what ZEMO_SCRATCH names, or `folder`, which is made if it is missing and
+    /// stays.
     explicit Scratch(const QString& folder = {});
 
     QString root() const;

@@ -121,12 +121,23 @@ void Soak::act(int step)
     if (step % (6 * stepsInAnHour) == 1)
         takeSnapshots();
     if (step == 0)
+    {
+        pinFiles();
         noteTicksToTheOne();
+    }
     noteTicks();
     noteFigures();
     if (step % stepsInAnHour == 0)
         printProgress();
     rig.daemon.forgetTrace();
+}
+
+// Once all has run that runs later. That takes the time of some ticks.
+void Soak::pinFiles()
+{
+    clock.setSpeed(0);
+    demand(pinned.pin() || !plan.everyTick, QStringLiteral("the programs stay in memory"));
+    clock.setSpeed(plan.speed);
 }
 
 void Soak::changeStick()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "PacedClock.h"
+#include "PinnedFiles.h"
 #include "ProcessFigures.h"
 #include "Rig.h"
 
@@ -57,6 +58,7 @@ private:
     /// Until then, or until there is no daemon any more.
     void waitFor(const QDateTime& due);
     void act(int step);
+    void pinFiles();
     void changeStick();
     void beginLogs();
     void endLogs();
@@ -83,6 +85,7 @@ private:
     SoakPlan plan;
     Rig rig;
     PacedClock clock;
+    PinnedFiles pinned;
     QDateTime firstDue;
     qint64 firstAsked = 0;
     SoakReport report;

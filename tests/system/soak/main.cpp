@@ -3,6 +3,7 @@
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QFileInfo>
 
 #include <cstdio>
 #include <sched.h>
@@ -43,6 +44,9 @@ int main(int argc, char** argv)
     if (days <= 0 || speed <= 0 || history <= 0)
         options.showHelp(2);
 
+    // A disk that others keep busy would be so many times as slow by the quick clock.
+    if (QFileInfo(QStringLiteral("/dev/shm")).isWritable())
+        qputenv("ZEMO_SCRATCH", "/dev/shm");
     // Sticks change at odd hours, so that there is one in at midnight.
     const QDateTime start(QDate(2026, 3, 5), QTime(21, 0));
     const bool alone = claimProcessor();
