@@ -144,6 +144,7 @@ TEST(SandboxOptionsTest, AMistakeIsToldByItsNameAndWithACodeOfItsOwn)
 {
     const std::pair<QStringList, QString> mistakes[] = {
         {{"--root"}, "sandbox: --root lacks a value (try --help)"},
+        {{"--root", "", "--prepare"}, "sandbox: --root is empty (try --help)"},
         {{"--setenv", "NAME"}, "sandbox: --setenv lacks a value (try --help)"},
         {{"--size", "5", "--tmpfs"}, "sandbox: --tmpfs lacks a value (try --help)"},
         {{"--size", "5", "--", "true"}, "sandbox: --size needs --tmpfs behind it"},
@@ -159,6 +160,29 @@ TEST(SandboxOptionsTest, AMistakeIsToldByItsNameAndWithACodeOfItsOwn)
     }
 }
 
+TEST(SandboxOptionsTest, ARootThatCannotBeMadeOrFilledIsToldWithTheCodeOfTheSandbox)
+{
+    const QTemporaryDir folder;
+    const QString file = folder.filePath("bin");
+    QFile plain(file);
+    ASSERT_TRUE(plain.open(QIODevice::WriteOnly));
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("TMPDIR"), file);
+    const std::pair<QStringList, QString> mistakes[] = {
+        {{"--root", file + "/x"}, "sandbox: " + file + "/x can't be made"},
+        {{"--root", folder.path()}, "sandbox: " + folder.path() + " can't be filled"},
+        {{}, "sandbox: no folder can be made for ROOT"},
+    };
+    for (const auto& [options, message] : mistakes)
+    {
+        ChildProcess process;
+        ASSERT_TRUE(process.start(sandboxProgram, options + QStringList{"--prepare"}, environment));
+
+        EXPECT_EQ(process.waitForEnd(), 125);
+        EXPECT_EQ(process.errorLines().value(process.errorLines().size() - 1), message);
+    }
+}
+
 TEST(SandboxOptionsTest, AnUnknownKindOfSandboxIsToldAsSuchAndNothingIsLeftBehind)
 {
     const QTemporaryDir temporary;
@@ -170,7 +194,7 @@ TEST(SandboxOptionsTest, AnUnknownKindOfSandboxIsToldAsSuchAndNothingIsLeftBehin
         ASSERT_TRUE(process.start(sandboxProgram, options, environment));
 
         EXPECT_EQ(process.waitForEnd(), 125);
-        EXPECT_EQ(process.errorLines(), QStringList{"sandbox: ZEMO_SANDBOX=chroot is neither bwrap nor proot"});
+        EXPECT_EQ(process.errorLines(), QStringList{"sandbox: ZEMO_SANDBOX=chroot is none of bwrap, proot and none"});
         EXPECT_EQ(process.outputLines(), QStringList());
     }
     EXPECT_TRUE(QDir(temporary.path()).isEmpty());
