@@ -68,12 +68,6 @@ private:
     }
 };
 
-QByteArray contentOf(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<no such file>");
-}
-
 } // namespace
 
 TEST_F(PowerLogExportTest, BothFilesAreTheseByteForByte)

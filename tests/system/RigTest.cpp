@@ -27,6 +27,27 @@ TEST(TraceLine, WhatIsNoMessageIsAllText)
     EXPECT_EQ(line.summary(), "ld.so: cannot be preloaded: ignored.");
 }
 
+TEST(ScratchTest, LiesInTheFolderThatIsChosen)
+{
+    const QTemporaryDir chosen;
+    qputenv("ZEMO_SCRATCH", chosen.path().toUtf8());
+    EXPECT_EQ(QFileInfo(Scratch().root()).path(), chosen.path());
+    qputenv("ZEMO_SCRATCH", "");
+    EXPECT_EQ(QFileInfo(Scratch().root()).path(), "/tmp");
+    qunsetenv("ZEMO_SCRATCH");
+}
+
+// Else the machine's own files would be written.
+TEST(ScratchDeathTest, ThatCannotBeMadeEndsTheRun)
+{
+    EXPECT_DEATH(
+        {
+            qputenv("ZEMO_SCRATCH", "/nonexistent");
+            const Scratch scratch;
+        },
+        "can't make a scratch directory");
+}
+
 TEST_F(RigTest, AMessageOfSeveralLinesIsOne)
 {
     ASSERT_TRUE(rig.start());

@@ -24,13 +24,6 @@ QByteArray settingsFile(const QByteArray& payload, const QDate& date = QDate::cu
            payload;
 }
 
-QByteArray contentOf(const QString& path)
-{
-    QFile file(path);
-    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << qPrintable(path);
-    return file.readAll();
-}
-
 QStringList namesIn(const QString& folder)
 {
     return QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
@@ -297,6 +290,7 @@ TEST_F(Settings, AFullStickFailsTheSaveAndKeepsThePreviousFile)
     rig.logd().saveSettingsToUSB(0);
     ASSERT_TRUE(waitForSignal("hasSettingsOnUSBChanged"));
     const QByteArray before = contentOf(rig.daemon.seen(stick) + "/STORE.SET");
+    ASSERT_FALSE(before.isEmpty());
     rig.logdSignals().clear();
 
     rig.logd().saveSettingsToUSB(0);

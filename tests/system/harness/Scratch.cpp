@@ -9,16 +9,21 @@
 
 namespace
 {
-QByteArray contentOf(const QString& path)
+
+QString parentOfAll()
 {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    const QString chosen = qEnvironmentVariable("ZEMO_SCRATCH");
+    return chosen.isEmpty() ? QStringLiteral("/tmp") : chosen;
 }
+
 } // namespace
 
 Scratch::Scratch(const QString& given)
-    : temporary(qEnvironmentVariable("ZEMO_SCRATCH", QStringLiteral("/tmp")) + QLatin1String("/zemologd.XXXXXX"))
+    : temporary(parentOfAll() + QLatin1String("/zemologd.XXXXXX"))
 {
+    // Without a folder of its own all would be written to the machine's.
+    if (given.isEmpty() && !temporary.isValid())
+        qFatal("can't make a scratch directory: %s", qUtf8Printable(temporary.errorString()));
     const QString path = given.isEmpty() ? temporary.path() : given;
     const QStringList arguments = {QStringLiteral("--root"), path, QStringLiteral("--prepare")};
     if (QProcess::execute(QStringLiteral(ZEMO_TOOLS "/sandbox"), arguments) != 0)
@@ -54,6 +59,12 @@ QString Scratch::makeStick(const QString& name) const
     const QString path = folder + QLatin1String("/stick/") + name;
     QDir().mkpath(path);
     return path;
+}
+
+QByteArray contentOf(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 QStringList linesOf(const QString& path)

@@ -31,6 +31,9 @@ private:
     QString folder;
 };
 
+/// What a file holds; nothing when it can't be read.
+QByteArray contentOf(const QString& path);
+
 /// The lines of a text file as it stands, a last one without its end included; none when it can't be read.
 QStringList linesOf(const QString& path);
 

@@ -1,5 +1,7 @@
 #include "PinnedFiles.h"
 
+#include "Scratch.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -9,12 +11,6 @@
 
 namespace
 {
-
-QByteArray contentOf(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 QStringList processesFrom(const QString& process)
 {
