@@ -351,7 +351,7 @@ protected:
         rig.scratch.writeFile(other + "/precious", "precious");
         ASSERT_TRUE(rig.waitForStick(stick));
         // The database's thread begins with its first piece of work.
-        EXPECT_TRUE(rig.logd().initEnergyLog(2, -1).value());
+        ASSERT_TRUE(rig.logd().initEnergyLog(2, -1).value());
         threadsAtRest = ProcessFigures::of(rig.daemon.processId()).threads;
     }
 
@@ -472,6 +472,8 @@ protected:
     ProcessFigures figuresAtRest()
     {
         ProcessFigures figures;
+        // Some calls wanted no answer, so nobody has waited for them.
+        rig.settle();
         EXPECT_TRUE(waitUntil(
             [&]
             {
