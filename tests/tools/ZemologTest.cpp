@@ -327,7 +327,7 @@ TEST_F(Zemolog, ALogThatIsDamagedInItsFirstRowIsNotDrawnAndTheDamageTold)
 
     EXPECT_EQ(outcome.exitCode, 65);
     EXPECT_NE(outcome.out.find("; 0 rows before it are good"), std::string::npos) << outcome.out;
-    EXPECT_EQ(read("a.svg"), "");
+    EXPECT_EQ(shell("ls").out, "a.csv\n");
 }
 
 TEST_F(Zemolog, ALogThatComesThroughAPipeHasNoSize)

@@ -75,13 +75,15 @@ TEST_F(ZemologctlWait, AJobThatTakesTooLongEndsTheWaitWithACodeOfItsOwn)
     ASSERT_TRUE(rig.waitForStick(rig.insertStick()));
     ASSERT_TRUE(rig.platform.setDelay(QStringLiteral("saveSettings"), std::chrono::minutes(5)));
 
-    start({"--wait", "--timeout", "5", "settings", "save"});
+    start({"--wait", "--timeout", "10", "settings", "save"});
 
     EXPECT_EQ(client.waitForEnd(), 75);
     EXPECT_EQ(client.errorLines(), QStringList{"zemologctl: not finished in time"});
 }
 
-TEST_F(ZemologctlWait, JsonNamesTheMethodThatWasCalled)
+using ZemologctlJson = ZemologctlWait;
+
+TEST_F(ZemologctlJson, NamesTheMethodThatWasCalled)
 {
     ASSERT_TRUE(rig.start());
 
