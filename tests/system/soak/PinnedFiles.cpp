@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QMap>
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -12,10 +13,15 @@
 namespace
 {
 
+QString folderOf(const QString& process)
+{
+    return QStringLiteral("/proc/") + process;
+}
+
 QStringList processesFrom(const QString& process)
 {
     QStringList found{process};
-    const QDir threads(QStringLiteral("/proc/%1/task").arg(process));
+    const QDir threads(folderOf(process) + QLatin1String("/task"));
     for (const QString& thread : threads.entryList(QDir::Dirs | QDir::NoDotAndDotDot))
         for (const QByteArray& child : contentOf(threads.filePath(thread + QLatin1String("/children"))).split(' '))
             if (!child.isEmpty())
@@ -23,12 +29,15 @@ QStringList processesFrom(const QString& process)
     return found;
 }
 
-QSet<QString> filesOf(const QString& process)
+/// The files that a process has mapped: device and number, and the path by which they are reached from here, as the
+/// process may have a root of its own.
+QMap<QByteArray, QString> filesOf(const QString& process)
 {
-    QSet<QString> found;
-    for (const QByteArray& line : contentOf(QStringLiteral("/proc/%1/maps").arg(process)).split('\n'))
+    QMap<QByteArray, QString> found;
+    for (const QByteArray& line : contentOf(folderOf(process) + QLatin1String("/maps")).split('\n'))
         if (const qsizetype path = line.indexOf('/'); path > 0)
-            found += QString::fromLocal8Bit(line.mid(path));
+            found[line.left(path).simplified().split(' ').mid(3).join(' ')] =
+                folderOf(process) + QLatin1String("/root") + QString::fromLocal8Bit(line.mid(path));
     return found;
 }
 
@@ -42,27 +51,43 @@ PinnedFiles::~PinnedFiles()
 
 bool PinnedFiles::pin()
 {
-    bool pinned = true;
-    for (const QString& process : processesFrom(QString::number(getpid())))
+    const QString self = QString::number(getpid());
+    // Not every kernel tells what was started.
+    bool all = QFile::exists(folderOf(self) + QStringLiteral("/task/%1/children").arg(self));
+    for (const QString& process : processesFrom(self))
     {
-        const QSet<QString> files = filesOf(process) - known;
-        known += files;
-        for (const QString& path : files)
-            pinned = pinFile(path) && pinned;
+        const QMap<QByteArray, QString> files = filesOf(process);
+        // Some processes don't let themselves be looked at.
+        all = all && (!files.isEmpty() || !QFile::exists(folderOf(process)));
+        for (auto file = files.begin(); file != files.end(); ++file)
+            if (!pinned.contains(file.key()))
+            {
+                if (pinFile(file.value()))
+                    pinned += file.key();
+                else
+                    all = false;
+            }
     }
-    return pinned;
+    return all;
 }
 
 bool PinnedFiles::pinFile(const QString& path)
 {
     QFile file(path);
-    // What is not there under its name by now has only been used for a while.
-    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly) || file.size() == 0)
+    // What has no name any more, or none at all, doesn't come from a disk for long.
+    if (!QFileInfo(path).isFile() || file.size() == 0)
         return true;
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
     const auto size = static_cast<size_t>(file.size());
     void* const memory = mmap(nullptr, size, PROT_READ, MAP_SHARED, file.handle(), 0);
     if (memory == MAP_FAILED)
         return false;
+    if (mlock(memory, size) != 0)
+    {
+        munmap(memory, size);
+        return false;
+    }
     mappings.append({memory, size});
-    return mlock(memory, size) == 0;
+    return true;
 }

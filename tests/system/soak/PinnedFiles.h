@@ -16,8 +16,8 @@ public:
     PinnedFiles(const PinnedFiles&) = delete;
     PinnedFiles& operator=(const PinnedFiles&) = delete;
 
-    /// Adds what the processes below this one, and it itself, have mapped by now. False where not all of it may be
-    /// kept.
+    /// Adds what the processes below this one, and it itself, have mapped by now. False where not all of it can be
+    /// kept or known; what failed is tried again the next time.
     bool pin();
 
 private:
@@ -28,6 +28,6 @@ private:
         void* memory;
         size_t size;
     };
-    QSet<QString> known;
+    QSet<QByteArray> pinned; ///< device and number of each file
     QList<Mapping> mappings;
 };
