@@ -1,5 +1,6 @@
 #include "Soak.h"
 #include "ClockPage.h"
+#include "Pace.h"
 #include "SystemTest.h"
 
 #include <QRegularExpression>
@@ -34,7 +35,7 @@ TEST(ClockPage, StandsStillSoonWhenNobodyDrivesIt)
     ClockPage page;
     page.longestRun = 2'000'000;
     page.since = ClockPage::machineTime();
-    page.goOn(60);
+    page.goOn([](std::int64_t) { return 60; });
     const std::int64_t furthest = page.reached + 60 * page.longestRun;
 
     std::this_thread::sleep_for(20ms);
@@ -43,21 +44,70 @@ TEST(ClockPage, StandsStillSoonWhenNobodyDrivesIt)
     EXPECT_EQ(page.now(), furthest);
 }
 
-TEST(ClockPage, GoesOnFromWhereItStoodAndTellsForHowLongItDid)
+TEST(ClockPage, GoesOnFromWhereItStoodAndTellsTheTimeThatHasPassed)
 {
     ClockPage page;
     page.longestRun = 2'000'000;
     page.since = ClockPage::machineTime();
-    page.goOn(60);
+    page.goOn([](std::int64_t) { return 60; });
     const std::int64_t furthest = page.reached + 60 * page.longestRun;
     const std::int64_t begun = page.since;
     std::this_thread::sleep_for(20ms);
 
-    const std::int64_t stood = page.goOn(1);
+    std::int64_t passed = 0;
+    page.goOn(
+        [&](std::int64_t time)
+        {
+            passed = time;
+            return 1;
+        });
     EXPECT_EQ(page.reached, furthest);
-    EXPECT_EQ(stood, page.since - begun - page.longestRun);
+    EXPECT_EQ(passed, page.since - begun);
     EXPECT_GE(page.now(), furthest);
     EXPECT_LE(page.now(), furthest + page.longestRun);
+}
+
+TEST(Pace, IsTheWantedOneWhileStepsComeInTime)
+{
+    Pace pace(500, 250);
+    EXPECT_EQ(pace.after(0, 60), 60);
+    EXPECT_EQ(pace.after(260, 60), 60);
+    EXPECT_EQ(pace.after(500, 1), 1);
+    EXPECT_EQ(pace.stop(), 0);
+}
+
+TEST(Pace, MakesGoodWhatTheClockRanByItselfBeforeALateStep)
+{
+    Pace pace(500, 250);
+    pace.after(0, 60);
+    EXPECT_EQ(pace.after(5000, 60), 0);
+    EXPECT_EQ(pace.stop(), 4500);
+    EXPECT_EQ(pace.after(200, 60), 0);
+    EXPECT_EQ(pace.stop(), 200);
+    EXPECT_EQ(pace.after(200, 60), 60);
+    EXPECT_EQ(pace.stop(), 200);
+    EXPECT_EQ(pace.after(250, 60), 60);
+    EXPECT_EQ(pace.stop(), 0);
+}
+
+TEST(Pace, StandsStillThroughLateStepsThatFollowEachOther)
+{
+    Pace pace(500, 250);
+    pace.after(0, 60);
+    for (int step = 0; step < 100; ++step)
+    {
+        EXPECT_EQ(pace.after(2000, 60), 0);
+        EXPECT_EQ(pace.stop(), step == 0 ? 1500 : 2000);
+    }
+    EXPECT_EQ(pace.after(250, 60), 60);
+}
+
+TEST(Pace, OwesNothingForALateStepWhileItWasToStandStill)
+{
+    Pace pace(500, 250);
+    pace.after(0, 0);
+    EXPECT_EQ(pace.after(5000, 60), 60);
+    EXPECT_EQ(pace.stop(), 4500);
 }
 
 TEST(PinnedFiles, KeepTheProgramsBelowThisProcessInMemoryWhileTheyLive)

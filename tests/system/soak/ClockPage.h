@@ -41,9 +41,9 @@ struct ClockPage
         }
     }
 
-    /// Goes on from where the clock is now. For the one process that drives it. Answers for how much of the machine's
-    /// time the clock stood still since the last call.
-    std::int64_t goOn(std::int64_t newSpeed)
+    /// Goes on from where the clock is now, at the speed that `speedAfter` answers for the time since the last call.
+    /// For the one process that drives it.
+    template <class SpeedAfter> void goOn(SpeedAfter speedAfter)
     {
         // Nobody may read a time that lies behind the one from which the clock goes on.
         ++version;
@@ -51,9 +51,8 @@ struct ClockPage
         const std::int64_t passed = machine - since;
         reached = timeAt(machine);
         since = machine;
-        speed = newSpeed;
+        speed = speedAfter(passed);
         ++version;
-        return std::max<std::int64_t>(0, passed - longestRun);
     }
 
 private:

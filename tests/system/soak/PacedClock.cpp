@@ -1,6 +1,7 @@
 #include "PacedClock.h"
 
 #include "ClockPage.h"
+#include "Pace.h"
 
 #include <QFile>
 
@@ -98,11 +99,13 @@ std::chrono::milliseconds PacedClock::longestStop() const
 void PacedClock::drive()
 {
     goBeforeOthers();
+    const std::chrono::nanoseconds step(page->longestRun / 2);
+    Pace pace(page->longestRun, step.count());
     while (!ending)
     {
-        const std::int64_t stop = page->goOn(wantedSpeed);
-        stood += stop;
-        longest = std::max<std::int64_t>(longest, stop);
-        std::this_thread::sleep_for(std::chrono::nanoseconds(page->longestRun / 2));
+        page->goOn([&](std::int64_t passed) { return pace.after(passed, wantedSpeed); });
+        stood += pace.stop();
+        longest = std::max<std::int64_t>(longest, pace.stop());
+        std::this_thread::sleep_for(step);
     }
 }

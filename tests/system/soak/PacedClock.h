@@ -13,10 +13,10 @@ struct ClockPage;
 
 /// A clock for a daemon that runs several times as fast as ours, but only while the machine lets it run: a thread
 /// drives it in steps of half the patience, and where that thread is held up for longer than this, by the host of a
-/// virtual machine for one, the clock stands still. What the daemon then misses, it misses by itself. On the same
-/// processor a single call into the kernel that takes the daemon longer than that stops the clock as well; how long it
-/// stood is told. Of the daemon's waits only those on descriptors (`poll`) follow the clock, which are all that its
-/// event loop does.
+/// virtual machine for one, the clock stands still (`Pace`). What the daemon then misses, it misses by itself. On the
+/// same processor a single call into the kernel that takes the daemon longer than that stops the clock as well; how
+/// long it stood is told. Of the daemon's waits only those on descriptors (`poll`) follow the clock, which are all that
+/// its event loop does.
 class PacedClock
 {
 public:
