@@ -11,8 +11,8 @@ using std::chrono::steady_clock;
 namespace
 {
 
-/// Whether this process keeps all of a file in memory.
-bool keepsAllOf(const QString& path)
+/// How many bytes of a file this process keeps in memory, in whole pages.
+qint64 keptOf(const QString& path)
 {
     const QString maps = QString::fromLocal8Bit(contentOf(QStringLiteral("/proc/self/smaps")));
     static const QRegularExpression present(QStringLiteral("\nRss: +(\\d+) kB"));
@@ -25,7 +25,7 @@ bool keepsAllOf(const QString& path)
         if (mapping.contains(locked))
             kept += present.match(mapping).captured(1).toLongLong() * 1024;
     }
-    return kept >= QFileInfo(path).size();
+    return kept;
 }
 
 } // namespace
@@ -116,6 +116,7 @@ TEST(PinnedFiles, KeepTheProgramsBelowThisProcessInMemoryWhileTheyLive)
     ASSERT_TRUE(child.start(QStringLiteral("/bin/sh"),
                             {QStringLiteral("-c"), QStringLiteral("trap 'kill $!' TERM; sleep 60 & wait")}));
     const QString program = QFileInfo(QStringLiteral("/bin/sleep")).canonicalFilePath();
+    const qint64 pageSize = sysconf(_SC_PAGESIZE);
     {
         PinnedFiles pinned;
         bool mayBeKept = true;
@@ -123,13 +124,16 @@ TEST(PinnedFiles, KeepTheProgramsBelowThisProcessInMemoryWhileTheyLive)
             [&]
             {
                 mayBeKept = pinned.pin();
-                return !mayBeKept || keepsAllOf(program);
+                return !mayBeKept || keptOf(program) > 0;
             }));
         if (!mayBeKept)
             GTEST_SKIP() << "so much memory may not be kept here";
-        EXPECT_TRUE(keepsAllOf(QFileInfo(QStringLiteral("/proc/self/exe")).canonicalFilePath()));
+        EXPECT_GT(keptOf(QFileInfo(QStringLiteral("/proc/self/exe")).canonicalFilePath()), 0);
+        ASSERT_TRUE(pinned.pin());
+        const qint64 pages = (QFileInfo(program).size() + pageSize - 1) / pageSize;
+        EXPECT_EQ(keptOf(program), pages * pageSize);
     }
-    EXPECT_FALSE(keepsAllOf(program));
+    EXPECT_EQ(keptOf(program), 0);
 }
 
 TEST(PacedClock, RunsAsFastAsItIsToldButForWhenItStoodStill)

@@ -22,7 +22,7 @@ public:
     {
         const bool late = passed > longestRun;
         lastStop = held ? passed : std::max<std::int64_t>(0, passed - longestRun);
-        if (!held && late && speed > 0)
+        if (late && speed > 0)
             owed = longestRun - usual;
         else if (held && !late)
             owed -= passed;
