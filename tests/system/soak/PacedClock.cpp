@@ -100,12 +100,14 @@ void PacedClock::drive()
 {
     goBeforeOthers();
     const std::chrono::nanoseconds step(page->longestRun / 2);
-    Pace pace(page->longestRun, step.count());
+    Pace pace(page->longestRun);
+    std::int64_t stop = 0;
     while (!ending)
     {
         page->goOn([&](std::int64_t passed) { return pace.after(passed, wantedSpeed); });
         stood += pace.stop();
-        longest = std::max<std::int64_t>(longest, pace.stop());
+        stop = pace.stop() > 0 ? stop + pace.stop() : 0;
+        longest = std::max<std::int64_t>(longest, stop);
         std::this_thread::sleep_for(step);
     }
 }

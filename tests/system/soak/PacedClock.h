@@ -14,8 +14,8 @@ struct ClockPage;
 /// A clock for a daemon that runs several times as fast as ours, but only while the machine lets it run: a thread
 /// drives it in steps of half the patience, and where that thread is held up for longer than this, by the host of a
 /// virtual machine for one, the clock stands still (`Pace`). What the daemon then misses, it misses by itself. On the
-/// same processor a single call into the kernel that takes the daemon longer than that stops the clock as well; how
-/// long it stood is told. Of the daemon's waits only those on descriptors (`poll`) follow the clock, which are all that
+/// same processor a call into the kernel that takes the daemon longer than that stops the clock as well, so it is told
+/// for how long it stood. Of the daemon's waits only those on descriptors (`poll`) follow the clock, which are all that
 /// its event loop does.
 class PacedClock
 {
@@ -40,7 +40,7 @@ public:
 
     QDateTime now() const;
 
-    /// For how long of the machine's time the clock stood still.
+    /// For how long of the machine's time the clock stood still while it was to run, and the longest piece of it.
     std::chrono::milliseconds stoodStill() const;
     std::chrono::milliseconds longestStop() const;
 

@@ -60,21 +60,15 @@ bool PinnedFiles::pin()
         // Some processes don't let themselves be looked at.
         all = all && (!files.isEmpty() || !QFile::exists(folderOf(process)));
         for (auto file = files.begin(); file != files.end(); ++file)
-            if (!pinned.contains(file.key()))
-            {
-                if (pinFile(file.value()))
-                    pinned += file.key();
-                else
-                    all = false;
-            }
+            all = (pinned.contains(file.key()) || pinFile(file.key(), file.value())) && all;
     }
     return all;
 }
 
-bool PinnedFiles::pinFile(const QString& path)
+bool PinnedFiles::pinFile(const QByteArray& identity, const QString& path)
 {
     QFile file(path);
-    // What has no name any more, or none at all, doesn't come from a disk for long.
+    // What has no name any more, or none at all, is left out.
     if (!QFileInfo(path).isFile() || file.size() == 0)
         return true;
     if (!file.open(QIODevice::ReadOnly))
@@ -89,5 +83,6 @@ bool PinnedFiles::pinFile(const QString& path)
         return false;
     }
     mappings.append({memory, size});
+    pinned += identity;
     return true;
 }

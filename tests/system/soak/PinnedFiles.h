@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QList>
 #include <QSet>
 #include <QString>
@@ -21,7 +22,7 @@ public:
     bool pin();
 
 private:
-    bool pinFile(const QString& path);
+    bool pinFile(const QByteArray& identity, const QString& path);
 
     struct Mapping
     {

@@ -26,8 +26,9 @@ struct SoakReport
     qint64 seconds = 0;    ///< between the first and the last row of each run of the main log
     qint64 withoutRow = 0; ///< those of them; a tick may fall into the second before or after its own
     qint64 longestGap = 0;
-    std::chrono::milliseconds stoodStill{0};  ///< time in which the machine let nothing run, and so the clock neither
+    std::chrono::milliseconds stoodStill{0};  ///< the clock, as the machine let nothing run
     std::chrono::milliseconds longestStop{0}; ///< the longest piece of it
+    std::chrono::milliseconds takenByHost{0}; ///< of the processor's time, where the machine is a virtual one
     int midnights = 0;                        ///< how many the main log went through
     int runs = 0;                             ///< of the main log, each on a stick that had just come in
     int snapshots = 0;
@@ -55,8 +56,8 @@ public:
 private:
     bool begin();
     void live();
-    /// Until then, or until there is no daemon any more.
-    void waitFor(const QDateTime& due);
+    /// Until then, or until there is no daemon any more. False when time doesn't go on.
+    bool waitFor(const QDateTime& due);
     void act(int step);
     void pinFiles();
     void changeStick();
@@ -88,6 +89,8 @@ private:
     PinnedFiles pinned;
     QDateTime firstDue;
     qint64 firstAsked = 0;
+    std::chrono::steady_clock::time_point begun;
+    std::chrono::milliseconds takenAtFirst{0};
     SoakReport report;
     QString stick;
     int sticks = 0;
