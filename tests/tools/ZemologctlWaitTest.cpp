@@ -1,6 +1,7 @@
 #include "SystemTest.h"
 
 #include <QDBusMessage>
+#include <QDBusVirtualObject>
 
 namespace
 {
@@ -9,6 +10,24 @@ const QString service = QStringLiteral("com.tarn.zemo.logd");
 
 // Some blob for settings to save.
 constexpr char platformWithSettings[] = R"({"settings": "c2V0"})";
+
+/// Takes calls and answers none.
+class SilentObject : public QDBusVirtualObject
+{
+public:
+    QString introspect(const QString& /*path*/) const override
+    {
+        return {};
+    }
+
+    bool handleMessage(const QDBusMessage& /*message*/, const QDBusConnection& /*connection*/) override
+    {
+        ++calls;
+        return true;
+    }
+
+    int calls = 0;
+};
 
 class ZemologctlWait : public SystemTest
 {
@@ -53,6 +72,23 @@ TEST_F(ZemologctlWait, ADaemonThatGoesEndsTheWaitWithACodeOfItsOwn)
     rig.daemon.kill();
 
     EXPECT_EQ(client.waitForEnd(), 69);
+}
+
+TEST_F(ZemologctlWait, ADaemonThatGoesBeforeItAnswersIsToldAtOnce)
+{
+    ASSERT_TRUE(rig.startBus());
+    SilentObject silent;
+    {
+        QDBusConnection daemon = QDBusConnection::connectToBus(rig.bus.address(), QStringLiteral("silent"));
+        ASSERT_TRUE(daemon.registerVirtualObject(QStringLiteral("/Logging"), &silent) &&
+                    daemon.registerService(service));
+        start({"settings", "save"});
+        ASSERT_TRUE(waitUntil([&] { return silent.calls == 1; }));
+    }
+    QDBusConnection::disconnectFromBus(QStringLiteral("silent"));
+
+    EXPECT_EQ(client.waitForEnd(), 69);
+    EXPECT_EQ(client.errorLines(), QStringList{"zemologctl: the daemon went away before it answered"});
 }
 
 TEST_F(ZemologctlWait, ABusThatGoesEndsTheWait)

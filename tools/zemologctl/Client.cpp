@@ -21,6 +21,12 @@ bool isAbsence(const QDBusMessage& reply)
            reply.errorName() == QLatin1String("org.freedesktop.DBus.Error.NameHasNoOwner");
 }
 
+// The bus answers for a daemon that left the call unanswered. When the time is over the error is made here.
+bool isAbandonment(const QDBusMessage& reply)
+{
+    return QDBusError(reply).type() == QDBusError::NoReply && reply.service() == QLatin1String("org.freedesktop.DBus");
+}
+
 } // namespace
 
 Client::Client(const Output& output, const Options& options)
@@ -73,6 +79,10 @@ int Client::fail(const QDBusMessage& reply) const
     if (isAbsence(reply))
     {
         return m_output.error(ExitUnavailable, name, "the daemon is not on the bus");
+    }
+    if (isAbandonment(reply))
+    {
+        return m_output.error(ExitUnavailable, name, "the daemon went away before it answered");
     }
     const QDBusError::ErrorType type = QDBusError(reply).type();
     if (type == QDBusError::NoReply || type == QDBusError::TimedOut || type == QDBusError::Timeout)
