@@ -140,6 +140,11 @@ TEST_P(SandboxTest, ACallerMayTakeAwayAFolderThatHisCaseMustNotHave)
     EXPECT_EQ(run("test -e /var/zemo/crash").code, 1);
 }
 
+TEST_P(SandboxTest, AFileForTheProcessIdThatCannotBeWrittenIsToldWithTheCodeOfTheSandbox)
+{
+    EXPECT_EQ(run("true", {"--pid-file", scratch.root() + "/missing/pid"}).code, 125);
+}
+
 TEST(SandboxOptionsTest, AMistakeIsToldByItsNameAndWithACodeOfItsOwn)
 {
     const std::pair<QStringList, QString> mistakes[] = {
